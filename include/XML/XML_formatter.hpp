@@ -1,0 +1,382 @@
+// Value text: format strings, the scanner that turns text into values and the
+// printer that turns values into text, and the per-type formatters built on
+// them.
+//
+// Format strings resemble printf's but are the library's own: an optional
+// literal prefix ("%%" is one percent sign), then "%", an optional "0" flag,
+// width digits, "." and precision digits, and one of the letters d (decimal),
+// x (hexadecimal), b (hexadecimal, blocks dumped byte by byte) or s (blocks
+// are text), in either case; everything after the conversion is a literal
+// suffix. Widths are always filled with "0" when printing, and are digit
+// limits when scanning.
+//
+// Choices made where the behaviour is otherwise open:
+// - format_info::Dump() of a format_info built from a null string shows its
+//   format as (null), without quotes, so that it is told apart from "".
+// - Scanner::Consume() moves the cursor to the end of the text, so that More()
+//   is false afterwards.
+// - Scanner::Reset(position) returns the cursor as it was before the call, so
+//   that a caller can look ahead and come back.
+// - Scanner(xmlTextReaderPtr) on a CDATA node, for which the reader's string
+//   reading gives nothing, takes the node's value instead.
+// - Printer::Reset() empties the text and keeps the buffer.
+// - Printer::Print of a double that is not finite writes "nan", "inf" or
+//   "-inf" between the prefix and the suffix, without width fill. The scanner
+//   does not read these back ("Bad character").
+// - Formatter(const char*) and Formatter(const xmlChar*) are the stock
+//   formatter with that format string; Formatter(const Value_hash<T>&) and
+//   Formatter(TIME_MODE) are described at Value_names and Time below.
+#ifndef TESSEL_XML_FORMATTER_HPP
+#define TESSEL_XML_FORMATTER_HPP
+
+#include "XML/XML_defines.hpp"
+#include "XML/XML_string.hpp"
+#include "XML/XML_value_entry.hpp"
+#include "shared/endian.hpp"
+
+#include <cctype>
+#include <cstring>
+#include <ctime>
+
+namespace Tessel {
+namespace Format {
+
+// Digit values of characters: true and value set for a digit of the radix,
+// false and value untouched otherwise.
+bool hex_to_value(char c, int& value);
+bool dec_to_value(char c, int& value);
+
+// A format string digested once into the pieces the scanner and the printer
+// use on every value. The format string is borrowed and must outlive this
+// object; the unescaped prefix is owned. A copy would share the prefix, so a
+// format_info is never copied.
+struct format_info {
+  format_info(const char* fmt);
+  format_info(const xmlChar* fmt);
+  ~format_info();
+
+  void Prechew(const char* fmt);
+  // Bytes the printer reserves for the fixed parts of one item.
+  size_t Estimate() const { return suffix_len + prefix_len + width; }
+  // Describes the digest on standard error.
+  void Dump() const;
+
+  const char* format;
+  const char* prefix;
+  size_t prefix_len;
+  bool zero_pad;
+  unsigned int width;
+  unsigned int prec;
+  bool hex;
+  const char* suffix;
+  size_t suffix_len;
+  bool suffix_is_whitespace;
+  enum { NONE = 0, BYTE = 1, CHARS = 2 } dump_size;
+
+  // "INVALID(%d)": the text of a value that has no name in a value table.
+  static const format_info invalid;
+};
+
+// The text of one element or attribute with a cursor. Each Scan reads one value
+// at the cursor and leaves the cursor after what it consumed. A failure
+// returns false, leaves the target untouched and records a message that
+// Error_msg() returns until the next failure. The scanner never reads past the
+// end of its text. It is never copied (a copy would share the text).
+class Scanner {
+ public:
+  Scanner(xmlTextReaderPtr reader);
+  Scanner(xmlNodePtr node);
+  Scanner(xmlAttrPtr attr);
+  ~Scanner();
+
+  const char* Error_msg() { return error_msg; }
+  // Records a printf-style message, cut at strlen(format) + 100 bytes; the
+  // previous message may be one of the arguments. Always returns false.
+  bool Error(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  // Cuts the next word off the text: from the cursor to the next white space,
+  // which is overwritten with NUL and stepped over. Null for an empty word.
+  const xmlChar* BiteOffString();
+
+  bool Scan(char& value, const format_info& fi);
+  bool Scan(short& value, const format_info& fi);
+  bool Scan(int& value, const format_info& fi);
+  bool Scan(long& value, const format_info& fi);
+  bool Scan(unsigned char& value, const format_info& fi);
+  bool Scan(unsigned short& value, const format_info& fi);
+  bool Scan(unsigned int& value, const format_info& fi);
+  bool Scan(unsigned long& value, const format_info& fi);
+  bool Scan(double& value, const format_info& fi);
+  bool Scan(BE_ushort& value, const format_info& fi);
+  bool Scan(BE_ulong& value, const format_info& fi);
+  bool Scan(BE_short& value, const format_info& fi);
+  bool Scan(BE_long& value, const format_info& fi);
+  bool Scan(BE_24bit& value, const format_info& fi);
+  // Any other type: with a block treatment in the format ("%02B", "%s") its
+  // storage is read as a block of sizeof(T) bytes; otherwise its first bytes
+  // are read as an unsigned int.
+  template <class T>
+  bool Scan(T& value, const format_info& fi);
+
+  // Reads "INVALID(n)"; the result is meaningful only when ok is true.
+  unsigned int Invalid(bool& ok);
+  // True when non-white text remains at the cursor.
+  bool More();
+  // Moves the cursor to the end of the text.
+  void Consume();
+
+  operator const xmlChar*() { return ptr; }
+  operator const char*() { return reinterpret_cast<const char*>(ptr); }
+  xmlChar* Save() { return ptr; }
+  // Makes position (from Save() on this scanner) the cursor; returns the
+  // cursor as it was.
+  xmlChar* Reset(xmlChar* position);
+
+ private:
+  bool Prefix(const format_info& fi);
+  bool Suffix(const format_info& fi);
+  bool Scan(void* block, size_t size, const format_info& fi);
+
+  // Digits of an unsigned integer, or of a double's magnitude.
+  template <class T>
+  bool Read(T& value, const format_info& fi);
+  template <class T>
+  bool Read_signed(T& value, const format_info& fi);
+  template <class T>
+  bool Read_unsigned(T& value, const format_info& fi);
+
+  xmlChar* buff;
+  xmlChar* ptr;
+  char* error_msg;
+};
+
+template <class T>
+bool Scanner::Scan(T& value, const format_info& fi) {
+  if (fi.dump_size != format_info::NONE) return Scan(static_cast<void*>(&value), sizeof(T), fi);
+  unsigned int number;
+  if (!Scan(number, fi)) return false;
+  std::memcpy(static_cast<void*>(&value), &number, sizeof(T) < sizeof number ? sizeof(T) : sizeof number);
+  return true;
+}
+
+// A text being built in memory, one formatted value after another. At least
+// one byte stays free after the text so that the terminator always fits. The
+// buffer grows linearly, by what each step asks for plus one byte. Copying a
+// printer shares its buffer; printers are never copied.
+class Printer : public xmlString {
+ public:
+  // A buffer of size bytes, 100 when size is 0.
+  explicit Printer(size_t size);
+
+  // Terminates the text (without counting the NUL) and returns it.
+  operator const xmlChar*();
+  operator const char*();
+
+  Printer& Print(const char& value, const format_info& fi);
+  Printer& Print(const unsigned char& value, const format_info& fi);
+  Printer& Print(const short& value, const format_info& fi);
+  Printer& Print(const unsigned short& value, const format_info& fi);
+  Printer& Print(const int& value, const format_info& fi);
+  Printer& Print(const unsigned int& value, const format_info& fi);
+  Printer& Print(const long& value, const format_info& fi);
+  Printer& Print(const unsigned long& value, const format_info& fi);
+  Printer& Print(const double& value, const format_info& fi);
+  Printer& Print(const BE_short& value, const format_info& fi);
+  Printer& Print(const BE_long& value, const format_info& fi);
+  Printer& Print(const BE_ushort& value, const format_info& fi);
+  Printer& Print(const BE_24bit& value, const format_info& fi);
+  Printer& Print(const BE_ulong& value, const format_info& fi);
+  // A block of bytes: as text up to its first NUL (at most size - 1 bytes)
+  // under a "%s" format, otherwise each byte with the full format.
+  Printer& Print(const void* block, size_t size, const format_info& fi);
+  // The text itself, "<NULL>" for null; the format is not applied.
+  Printer& Print(const char* text, const format_info& fi);
+  Printer& Print(const char* text);
+  Printer& Print(const xmlChar* text);
+  // "INVALID(" + decimal value + ")".
+  Printer& Invalid(unsigned long value);
+
+  // Adds the text to node; text that is not UTF-8 is reported on standard
+  // error and added all the same.
+  void Add_content(xmlNodePtr node);
+  // Empties the text, keeping the buffer.
+  void Reset();
+
+ private:
+  size_t Space() { return Len() - index; }
+  xmlChar* Ptr() { return Buf() + index; }
+  void Grow(size_t n);
+  void String(const char* s, size_t n);
+  void Insert(char c) { Buf()[index++] = static_cast<xmlChar>(c); }
+  void Insert(xmlChar c) { Buf()[index++] = c; }
+  void Intro(const format_info& fi);
+  void Reserve(size_t needed, size_t request);
+
+  template <class T>
+  Printer& Print_integer(T value, const format_info& fi);
+  template <class T>
+  void Format_hex(T value, const format_info& fi);
+  template <class T>
+  void Format_decimal(T value, const format_info& fi);
+  template <class T>
+  void Format_unsigned(T value, const format_info& fi);
+  template <class T>
+  void Put_decimal(T magnitude, size_t written, const format_info& fi);
+  void Put_zeros(size_t written, const format_info& fi);
+  void Put_non_finite(double value);
+
+  // Value-table formatters look at the end of the text to separate words.
+  template <class T>
+  friend class Value_names;
+
+  size_t index;
+};
+
+// ---- Formatters ----------------------------------------------------------------
+
+// Converts values of one type to and from text.
+template <class T>
+class Base {
+ public:
+  Base() {}
+  virtual bool Read(Scanner& scanner, T& value) const = 0;
+  virtual void Write(Printer& printer, const T& value) const = 0;
+  virtual ~Base() {}
+  // Separates consecutive values written into one text; nothing by default.
+  virtual void Space_if_needed(Printer&) const {}
+};
+
+// The stock formatter: a format string applied with Scan and Print. The
+// default format is "%d", and two hex digits per byte for the big-endian
+// field types.
+template <class T>
+class String : public Base<T> {
+ public:
+  String();
+  explicit String(const char* format) : fmt(format) {}
+  explicit String(const xmlChar* format) : fmt(format) {}
+  bool Read(Scanner& scanner, T& value) const override { return scanner.Scan(value, fmt); }
+  void Write(Printer& printer, const T& value) const override { printer.Print(value, fmt); }
+  ~String() override {}
+
+  const format_info fmt;
+};
+
+template <class T>
+String<T>::String() : fmt("%d") {}
+template <>
+String<BE_ushort>::String();
+template <>
+String<BE_short>::String();
+template <>
+String<BE_ulong>::String();
+template <>
+String<BE_long>::String();
+template <>
+String<BE_24bit>::String();
+
+// Enumeration-like values written as their names in a value table, one
+// white-space-delimited word each. Consecutive values in one text are
+// separated by a single space. A value without a name is written as
+// "INVALID(n)", with n its value taken as a 32-bit unsigned number, and read
+// back from that form; so every text written reads back to the same value for
+// types of up to 32 bits. A word that is neither a name nor that form is an
+// error: "Unknown name \"word\"".
+template <class T>
+class Value_names : public Base<T> {
+ public:
+  explicit Value_names(const Value_hash<T>& values) : values(values) {}
+
+  bool Read(Scanner& scanner, T& value) const override {
+    xmlChar* start = scanner.Save();
+    while (start && std::isspace(*start)) ++start;
+    scanner.Reset(start);
+    const xmlChar* word = scanner.BiteOffString();
+    if (!word) return scanner.Error("No name found");
+    if (values.Lookup(word, value)) return true;
+    // The word is NUL-terminated now: "INVALID(n)" must fill all of it.
+    xmlChar* after = scanner.Reset(const_cast<xmlChar*>(word));
+    bool ok;
+    unsigned int number = scanner.Invalid(ok);
+    ok = ok && !*scanner.Save();
+    scanner.Reset(after);
+    if (!ok) return scanner.Error("Unknown name \"%s\"", reinterpret_cast<const char*>(word));
+    value = static_cast<T>(number);
+    return true;
+  }
+
+  void Write(Printer& printer, const T& value) const override {
+    Space_if_needed(printer);
+    const xmlChar* name = values.Lookup(value);
+    if (name)
+      printer.Print(name);
+    else
+      printer.Invalid(static_cast<unsigned int>(value));
+  }
+
+  // One space when the text is not empty and does not end in white space.
+  void Space_if_needed(Printer& printer) const override {
+    if (printer.index && !std::isspace(printer.Buf()[printer.index - 1])) printer.Print(" ");
+  }
+
+ private:
+  const Value_hash<T>& values;
+};
+
+// Which fields of a time a time formatter shows: bit 5 the year, 4 the month,
+// 3 the day, 2 the hour, 1 the minute, 0 the second.
+enum TIME_MODE { HHMM = 6, HHMMSS = 7, YYMMDD = 56, YYDDMM_HHMMSS = 63 };
+
+// A time_t in UTC as text, with the fields of the mode, each of two digits:
+// the date as YY-MM-DD, the time as HH:MM or HH:MM:SS, date and time separated
+// by one space ("24-02-29 13:05:09" for YYDDMM_HHMMSS). Two-digit years are
+// read as 1969-2068. Reading fills the fields that are not shown from
+// 1970-01-01 00:00:00, so a time-only mode gives the seconds since midnight.
+// Fields out of range (month 13, minute 60, ...) are an error.
+bool Read_time(Scanner& scanner, TIME_MODE mode, time_t& value);
+void Write_time(Printer& printer, TIME_MODE mode, time_t value);
+
+template <class T>
+class Time : public Base<T> {
+ public:
+  explicit Time(TIME_MODE mode) : mode(mode) {}
+
+  bool Read(Scanner& scanner, T& value) const override {
+    time_t time;
+    if (!Read_time(scanner, mode, time)) return false;
+    value = static_cast<T>(time);
+    return true;
+  }
+  void Write(Printer& printer, const T& value) const override {
+    Write_time(printer, mode, static_cast<time_t>(value));
+  }
+
+ private:
+  TIME_MODE mode;
+};
+
+}  // namespace Format
+
+// The owning handle on one formatter. Format strings and value tables are
+// borrowed and must outlive the formatter. A copy would share and later
+// delete the same formatter twice: formatters are never copied.
+template <class T>
+class Formatter {
+ public:
+  Formatter() : ptr(new Format::String<T>) {}
+  Formatter(const char* format) : ptr(new Format::String<T>(format)) {}
+  Formatter(const xmlChar* format) : ptr(new Format::String<T>(format)) {}
+  Formatter(const Value_hash<T>& values) : ptr(new Format::Value_names<T>(values)) {}
+  Formatter(Format::TIME_MODE mode) : ptr(new Format::Time<T>(mode)) {}
+  ~Formatter() { delete ptr; }
+
+  bool Read(Format::Scanner& scanner, T& value) const { return ptr->Read(scanner, value); }
+  void Write(Format::Printer& printer, const T& value) const { ptr->Write(printer, value); }
+  void Space_if_needed(Format::Printer& printer) const { ptr->Space_if_needed(printer); }
+
+ private:
+  Format::Base<T>* ptr;
+};
+
+}  // namespace Tessel
+
+#endif

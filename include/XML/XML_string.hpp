@@ -1,0 +1,109 @@
+// xmlString: a growable byte buffer held through a shared, reference-counted
+// core. It is the storage under Format::Printer.
+//
+// The buffer keeps no text length and no terminator of its own: Len() is the
+// number of bytes allocated, and the user of the buffer decides how much of it
+// holds text. The core is shared, not copied on write: every holder sees every
+// change of the buffer, including a reallocation by Need(). Reference counts
+// are plain ints: a core must not be shared between threads without a lock.
+//
+// Members the library itself does not use behave as follows:
+// - xmlString() holds a new empty core (Len() 0, Buf() null).
+// - Copy construction and copy assignment share the other's core.
+// - xmlString(const xmlChar*) and operator=(const xmlChar*) give this holder a
+//   new core holding a copy of the text with its terminating NUL (Len() is the
+//   text length plus one); a null text gives an empty core. Other holders of
+//   the old core keep it unchanged.
+// - The conversion operators return Buf() as it is; they add no terminator,
+//   since the buffer does not know where its text ends.
+#ifndef TESSEL_XML_STRING_HPP
+#define TESSEL_XML_STRING_HPP
+
+#include "XML/XML_defines.hpp"
+
+#include <cstring>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace Tessel {
+
+class xmlString {
+ public:
+  class Core {
+   public:
+    Core() : len(0), buf(nullptr), refcount(1) {}
+    virtual ~Core() { delete[] buf; }
+
+    size_t len;
+    xmlChar* buf;
+    int refcount;
+  };
+
+  xmlString() : core(new Core) {}
+  explicit xmlString(size_t size) : core(new Core) {
+    try {
+      core->buf = new xmlChar[size];
+    } catch (...) {
+      delete core;
+      throw;
+    }
+    core->len = size;
+  }
+  xmlString(const xmlString& other) : core(other.Ref()) {}
+  // A template only so that a literal 0 picks the sized constructor.
+  template <class C, std::enable_if_t<std::is_same_v<C, xmlChar>, int> = 0>
+  xmlString(const C* text)
+      : xmlString(text ? std::strlen(reinterpret_cast<const char*>(text)) + 1 : 0) {
+    if (text) std::memcpy(core->buf, text, core->len);
+  }
+  ~xmlString() { Deref(); }
+
+  xmlString& operator=(const xmlString& other) {
+    xmlString held(other);
+    std::swap(core, held.core);
+    return *this;
+  }
+  xmlString& operator=(const xmlChar* text) {
+    xmlString copy(text);
+    std::swap(core, copy.core);
+    return *this;
+  }
+
+  operator const xmlChar*() const { return core->buf; }
+  operator const char*() const { return reinterpret_cast<const char*>(core->buf); }
+
+  // The capacity in bytes, not the length of any text in the buffer.
+  size_t Len() { return core->len; }
+  xmlChar* Buf() { return core->buf; }
+
+  // Makes sure the buffer has more than n bytes: when it has n or fewer, it is
+  // reallocated to exactly n + 1 bytes, keeping all old bytes. Returns true when
+  // it reallocated.
+  bool Need(size_t n) {
+    if (core->len > n) return false;
+    if (n + 1 == 0) throw std::bad_alloc();
+    xmlChar* grown = new xmlChar[n + 1];
+    if (core->len) std::memcpy(grown, core->buf, core->len);
+    delete[] core->buf;
+    core->buf = grown;
+    core->len = n + 1;
+    return true;
+  }
+
+ private:
+  Core* Ref() const {
+    ++core->refcount;
+    return core;
+  }
+  void Deref() {
+    if (core && --core->refcount <= 0) delete core;
+    core = nullptr;
+  }
+
+  Core* core;
+};
+
+}  // namespace Tessel
+
+#endif

@@ -1,0 +1,101 @@
+// Big-endian integer fields for byte-oriented records (wire messages, file
+// headers). Each type stores its number as a plain byte array, most
+// significant byte first, so it has alignment 1 and can sit at any offset of a
+// packed record. Assignment from and conversion to the native integer are
+// independent of the host's byte order.
+//
+// The four-byte types keep exactly 32-bit semantics whatever the width of
+// long: assignment keeps the low 32 bits, BE_ulong converts to a value below
+// 2^32 and BE_long to a value in [-2^31, 2^31).
+//
+// The types live in the global namespace: they describe application records
+// and are meant to be used there as plain field types.
+#ifndef ENDIAN_HPP
+#define ENDIAN_HPP
+
+#define PACKED_STRUCT struct __attribute__((packed))
+#define PACKED_UNION union __attribute__((packed))
+
+struct BE_ushort {
+  unsigned char bytes[2];
+
+  BE_ushort& operator=(unsigned short x) {
+    bytes[0] = static_cast<unsigned char>(x >> 8);
+    bytes[1] = static_cast<unsigned char>(x);
+    return *this;
+  }
+  operator unsigned short() const {
+    return static_cast<unsigned short>(bytes[0] << 8 | bytes[1]);
+  }
+};
+
+struct BE_ulong {
+  unsigned char bytes[4];
+
+  BE_ulong& operator=(unsigned long x) {
+    bytes[0] = static_cast<unsigned char>(x >> 24);
+    bytes[1] = static_cast<unsigned char>(x >> 16);
+    bytes[2] = static_cast<unsigned char>(x >> 8);
+    bytes[3] = static_cast<unsigned char>(x);
+    return *this;
+  }
+  operator unsigned long() const {
+    return static_cast<unsigned long>(bytes[0]) << 24 |
+           static_cast<unsigned long>(bytes[1]) << 16 |
+           static_cast<unsigned long>(bytes[2]) << 8 | bytes[3];
+  }
+};
+
+struct BE_short {
+  unsigned char bytes[2];
+
+  BE_short& operator=(short x) {
+    // The conversion to unsigned is the two's complement bit pattern.
+    unsigned short u = static_cast<unsigned short>(x);
+    bytes[0] = static_cast<unsigned char>(u >> 8);
+    bytes[1] = static_cast<unsigned char>(u);
+    return *this;
+  }
+  operator short() const {
+    int u = bytes[0] << 8 | bytes[1];
+    return static_cast<short>(u >= 0x8000 ? u - 0x10000 : u);
+  }
+};
+
+struct BE_long {
+  unsigned char bytes[4];
+
+  BE_long& operator=(long x) {
+    unsigned long u = static_cast<unsigned long>(x);
+    bytes[0] = static_cast<unsigned char>(u >> 24);
+    bytes[1] = static_cast<unsigned char>(u >> 16);
+    bytes[2] = static_cast<unsigned char>(u >> 8);
+    bytes[3] = static_cast<unsigned char>(u);
+    return *this;
+  }
+  operator long() const {
+    unsigned long u = static_cast<unsigned long>(bytes[0]) << 24 |
+                      static_cast<unsigned long>(bytes[1]) << 16 |
+                      static_cast<unsigned long>(bytes[2]) << 8 | bytes[3];
+    // Sign-extend from bit 31 without relying on a 32-bit long.
+    return (u & 0x80000000UL) ? -static_cast<long>(0xFFFFFFFFUL - u) - 1
+                              : static_cast<long>(u);
+  }
+};
+
+struct BE_24bit {
+  unsigned char bytes[3];
+
+  BE_24bit& operator=(unsigned long x) {
+    bytes[0] = static_cast<unsigned char>(x >> 16);
+    bytes[1] = static_cast<unsigned char>(x >> 8);
+    bytes[2] = static_cast<unsigned char>(x);
+    return *this;
+  }
+  operator unsigned long() const {
+    return static_cast<unsigned long>(bytes[0]) << 16 |
+           static_cast<unsigned long>(bytes[1]) << 8 | bytes[2];
+  }
+};
+
+#endif
