@@ -1,0 +1,183 @@
+// Name-keyed tables over libxml2 hash tables.
+//
+// Hash<T> maps a UTF-8 name to a pointer to a T that it does not copy.
+// Hash_table<T> fills such a table from a static array of rows, each row
+// stored under its Name().
+//
+// Constructing a table never calls libxml2: the libxml2 table is created (and,
+// for a Hash_table, filled) by the first operation that needs it, so tables
+// can be static objects used from other static constructors in any order.
+// Count() never creates the table. Destroying a table that was never used
+// frees nothing and leaves the handle null; destroying a live table frees it
+// and leaves the marker 0xDEADDEAD in the handle.
+//
+// Every operation is const: the handle is mutable state created inside const
+// objects. Nothing here locks; the first use of a table must not race with
+// another use of it, and entries must not be added, removed or changed while
+// another thread uses the same table.
+#ifndef TESSEL_XML_HASH_HPP
+#define TESSEL_XML_HASH_HPP
+
+#include "XML/XML_defines.hpp"
+
+#include <libxml/hash.h>
+
+#include <cstdint>
+
+namespace Tessel {
+
+// Adapts a typed callback to libxml2's scanner callback. The primary form
+// passes a caller's extra argument of type E to every call.
+template <class T, class E>
+class Hash_Iterator {
+public:
+    typedef void Function(const xmlChar* name, const T& entry, E& extra);
+
+    Hash_Iterator(Function* fn, E& extra_arg) : extra(extra_arg), ptr(fn) {}
+
+    static void Callback(void* payload, void* data, const xmlChar* name) {
+        Hash_Iterator& it = *static_cast<Hash_Iterator*>(data);
+        it.ptr(name, *static_cast<const T*>(payload), it.extra);
+    }
+
+private:
+    E& extra;
+    Function* ptr;
+};
+
+template <class T>
+class Hash_Iterator<T, void> {
+public:
+    typedef void Function(const xmlChar* name, const T& entry);
+
+    explicit Hash_Iterator(Function* fn) : ptr(fn) {}
+
+    static void Callback(void* payload, void* data, const xmlChar* name) {
+        static_cast<Hash_Iterator*>(data)->ptr(name, *static_cast<const T*>(payload));
+    }
+
+private:
+    Function* ptr;
+};
+
+template <class T>
+class Hash {
+public:
+    // Receives the payload and the key of every entry that libxml2 drops
+    // (removed, replaced, or left in the table when it is freed).
+    typedef void Cleanup(T* payload, xmlChar* name);
+
+    Hash() : count(0), hash(nullptr), cleanup(nullptr) {}
+    explicit Hash(unsigned int size) : count(size), hash(nullptr), cleanup(nullptr) {}
+    Hash(const Hash&) = delete;
+    Hash& operator=(const Hash&) = delete;
+
+    virtual ~Hash() {
+        if (hash) {
+            xmlHashFree(hash, Deallocator());
+            // Through a volatile lvalue: the compiler may drop plain stores
+            // made at the end of an object's lifetime, and the marker is
+            // there to be seen by a use after destruction.
+            volatile xmlHashTablePtr* handle = &hash;
+            *handle = reinterpret_cast<xmlHashTablePtr>(static_cast<std::uintptr_t>(0xDEADDEAD));
+        }
+    }
+
+    size_t Count() const { return count; }
+
+    void Init_if_needed() const {
+        if (!hash) Init();
+    }
+
+    const T* Lookup(const xmlChar* name) const {
+        Init_if_needed();
+        return static_cast<const T*>(xmlHashLookup(hash, name));
+    }
+
+    void Add(const T& item) const { Add(item, Key(item)); }
+    void Add(const T* item) const { Add(*item); }
+    void Add(const T* item, const xmlChar* name) const { Add(*item, name); }
+    void Remove(const T& item) const { Remove(Key(item)); }
+    void Remove(const T* item) const { Remove(*item); }
+
+    // Stores item under name; the first entry stored under a name stays
+    // (libxml2 refuses the later ones, silently).
+    virtual void Add(const T& item, const xmlChar* name) const {
+        Init_if_needed();
+        xmlHashAddEntry(hash, name, const_cast<T*>(&item));
+    }
+
+    // Removes the entry stored under name, if any.
+    virtual void Remove(const xmlChar* name) const {
+        Init_if_needed();
+        xmlHashRemoveEntry(hash, name, Deallocator());
+    }
+
+    // Stores item under name, replacing any entry stored there.
+    virtual void Change(const T& item, const xmlChar* name) const {
+        Init_if_needed();
+        xmlHashUpdateEntry(hash, name, const_cast<T*>(&item), Deallocator());
+    }
+
+    // Creates the libxml2 table. If libxml2 cannot, the handle stays null
+    // and the next operation tries again.
+    virtual void Init() const { hash = xmlHashCreate(static_cast<int>(count)); }
+
+    // Calls fn for every entry, in libxml2's table order.
+    void For_all(typename Hash_Iterator<T, void>::Function* fn) const {
+        Hash_Iterator<T, void> it(fn);
+        Scan(&Hash_Iterator<T, void>::Callback, &it);
+    }
+
+    template <class E>
+    void For_all(typename Hash_Iterator<T, E>::Function* fn, E& extra) const {
+        Hash_Iterator<T, E> it(fn, extra);
+        Scan(&Hash_Iterator<T, E>::Callback, &it);
+    }
+
+protected:
+    size_t count;
+    mutable xmlHashTablePtr hash;
+    Cleanup* cleanup;
+
+private:
+    // Name() may return const char* or const xmlChar*; both are UTF-8 bytes.
+    static const xmlChar* Key(const T& item) {
+        return reinterpret_cast<const xmlChar*>(item.Name());
+    }
+
+    // libxml2 declares the deallocator over void* and const xmlChar*; the
+    // typed cleanup has the same calling convention on every target.
+    xmlHashDeallocator Deallocator() const {
+        return reinterpret_cast<xmlHashDeallocator>(cleanup);
+    }
+
+    void Scan(xmlHashScanner callback, void* iterator) const {
+        Init_if_needed();
+        xmlHashScan(hash, callback, iterator);
+    }
+};
+
+template <class T>
+class Hash_table : public Hash<T> {
+public:
+    template <size_t N>
+    explicit Hash_table(const T (&rows)[N]) : Hash<T>(N), table(rows) {}
+
+    // The address of row i, or null past the end of the array.
+    const T* operator[](unsigned int i) const { return i < this->count ? &table[i] : nullptr; }
+
+    // Creates the table and stores every row under its name, in array order,
+    // so that of two rows with the same name the earlier one is found.
+    void Init() const override {
+        Hash<T>::Init();
+        for (size_t i = 0; i < this->count; ++i) this->Add(table[i]);
+    }
+
+private:
+    const T* table;
+};
+
+}  // namespace Tessel
+
+#endif

@@ -1,0 +1,60 @@
+// The library's lock: a recursive POSIX mutex with a name, which remembers the
+// thread, source file and line of its most recent Lock. Lock waits until the
+// start of the next whole second; if the mutex is still taken by then, it
+// prints "mutex tout, err <code> <text>" and the holder (Show) on standard
+// error and then waits without limit. A lock therefore never fails, but a
+// stuck holder becomes visible.
+//
+// Each nested Lock overwrites the holder fields and the first Unlock clears
+// them, so Show reports "not locked" while an outer level still holds the
+// mutex. Show reads the holder fields without locking (they are accessed
+// atomically, one by one): it is a diagnostic, and a holder that is changing
+// may be shown with fields from two different Locks.
+#ifndef TESSEL_XML_MUTEX_HPP
+#define TESSEL_XML_MUTEX_HPP
+
+#include "XML/XML_defines.hpp"
+
+#include <pthread.h>
+
+namespace Tessel {
+
+class Mutex {
+public:
+    // name is borrowed and must outlive the mutex.
+    explicit Mutex(const char* name);
+    ~Mutex();
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    // file may be null (recorded as "<Unknown>").
+    void Lock(const char* file, unsigned int line);
+    void Unlock();
+    void Show() const;
+
+private:
+    pthread_mutexattr_t attr;
+    pthread_mutex_t mutex;
+    pthread_t locker;
+    const char* name;
+    const char* file;
+    unsigned int line;
+};
+
+// Holds a Mutex for the lifetime of a scope.
+class Mutex_locker {
+public:
+    Mutex_locker(Mutex& mutex, const char* file, unsigned int line) : my_mutex(mutex) {
+        my_mutex.Lock(file, line);
+    }
+    ~Mutex_locker() { my_mutex.Unlock(); }
+    Mutex_locker(const Mutex_locker&) = delete;
+    Mutex_locker& operator=(const Mutex_locker&) = delete;
+
+private:
+    Mutex& my_mutex;
+};
+
+}  // namespace Tessel
+
+#endif

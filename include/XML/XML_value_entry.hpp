@@ -1,0 +1,70 @@
+// Name/value tables for enumeration-like values, and the library's own
+// static tables (defined in the registry's source, in this order):
+//   bool_values / Bool_hash         "true", "good", "1" -> true;
+//                                   "false", "bad", "0" -> false
+//   XML_attr_table / XML_attr_hash  names of attributes the parse engine
+//                                   skips without reading ("xmlns")
+#ifndef TESSEL_XML_VALUE_ENTRY_HPP
+#define TESSEL_XML_VALUE_ENTRY_HPP
+
+#include "XML/XML_defines.hpp"
+#include "XML/XML_hash.hpp"
+
+namespace Tessel {
+
+// One row of a value table.
+template <class T>
+struct Value_entry {
+    const char* name;
+    T value;
+
+    const char* Name() const { return name; }
+};
+
+// A value table over a static array of rows; the libxml2 table behind it is
+// created on the first lookup by name.
+template <class T>
+class Value_hash {
+public:
+    template <size_t N>
+    explicit Value_hash(const Value_entry<T> (&rows)[N]) : hash(rows) {}
+    Value_hash(const Value_hash&) = delete;
+    Value_hash& operator=(const Value_hash&) = delete;
+
+    // Stores the value of the row named name and returns true; returns false
+    // and leaves value untouched when no row has that name.
+    bool Lookup(const xmlChar* name, T& value) const {
+        const Value_entry<T>* row = hash.Lookup(name);
+        if (!row) return false;
+        value = row->value;
+        return true;
+    }
+
+    // The name of the first row, in array order, whose value equals value,
+    // or null. Array order makes the canonical name of a value the one
+    // written first (for bool_values: "true" and "false").
+    const xmlChar* Lookup(T value) const {
+        for (unsigned int i = 0; i < hash.Count(); ++i)
+            if (hash[i]->value == value) return reinterpret_cast<const xmlChar*>(hash[i]->name);
+        return nullptr;
+    }
+
+private:
+    const Hash_table<Value_entry<T>> hash;
+};
+
+// One row of a table of attribute names.
+struct XML_attr {
+    const char* name;
+
+    const char* Name() const { return name; }
+};
+
+extern const Value_entry<bool> bool_values[6];
+extern const Value_hash<bool> Bool_hash;
+extern const XML_attr XML_attr_table[1];
+extern const Hash_table<XML_attr> XML_attr_hash;
+
+}  // namespace Tessel
+
+#endif
