@@ -1,0 +1,184 @@
+// Input sources and error records.
+//
+// An input source (Input_data) wraps one libxml2 streaming reader with what the
+// parse engine needs around it: the reader set-up, the error callback that
+// turns every libxml2 diagnostic into an Error_info record, a one-shot request
+// to skip the current subtree, an error flag polled after every read, the
+// engine's switches abort_on_error and log_processing, and an optional output
+// file for the records. Input_file opens a file by name and reads from it.
+//
+// Reader set-up. The reader is created with the options XML_PARSE_RECOVER,
+// XML_PARSE_DTDLOAD, XML_PARSE_DTDVALID, XML_PARSE_NOBLANKS and
+// XML_PARSE_BIG_LINES (reader_options). Without XML_PARSE_BIG_LINES libxml2
+// keeps node lines in 16 bits, so every node and error past line 65535 would
+// be reported at line 65535; with it, records carry the real lines (past 65535
+// libxml2 takes an element's line from its first child, and an empty element's
+// from a neighbouring sibling). The parser properties default attributes,
+// validation, entity substitution and DTD loading are then turned on, in that
+// order, and the error handler is installed.
+//
+// Validation. A document is validated against its DTD. A document without a
+// DTD therefore fails at its first read: libxml2 reports the validity error
+// "Validation failed: no DTD found !" at the line of the first element, with no
+// current node, and Next_node returns false (followed by the "Read error on
+// input" record), so such a document is not read at all unless a RelaxNG
+// schema is given.
+//
+// RelaxNG. Set_RelaxNG(name) stores the schema's file name and, if the reader
+// has not read anything yet, re-applies the reader set-up, whose last step
+// loads the schema. When libxml2 accepts the schema, the schema replaces the
+// DTD: DTD loading and DTD validation are turned off, so a document without a
+// DTD is read and checked against the schema alone (an internal subset is
+// still parsed, for its entities). A schema that cannot be loaded or parsed is
+// reported by libxml2 through the error handler during the call (Error_state()
+// is then true) and the source keeps validating against the DTD.
+// Set_RelaxNG(nullptr) drops a schema set earlier and restores DTD validation.
+// Call it before the first Next_node: once reading has started it changes
+// nothing in the reader. A document that breaks the schema makes the read that
+// reaches the offending element fail with a VALIDITY_ERROR record whose node
+// is that element (name, line and path); libxml2 gives no locator for these,
+// so the record's line and column are the parser's position, which may be
+// ahead. (libxml2 2.9 routes schema errors to the handler only when the
+// handler is installed before the schema is loaded, as it is here.)
+//
+// Expand() reads the current node's whole subtree into memory, so that it can
+// be inspected through xmlTextReaderCurrentNode(). Like Next_node it clears the
+// error state first; it returns true when the subtree is available and no
+// diagnostic arrived while reading it. Next_node afterwards walks into the
+// subtree as usual (or past it after Skip_node). With log_processing set it
+// traces "xmlTextReaderExpand". Without a reader it returns false.
+//
+// Error records. Every diagnostic goes through the variadic Error_handler (or
+// Error_handler_entry for libxml2's own, whose already formatted messages are
+// taken as literal text and never cut), which fills an Error_info and passes
+// it to the virtual Error_handler(const Error_info&). The default handler
+// prints the record on standard error; a derived class overrides it to handle
+// records itself. All strings of a record are borrowed and die when the
+// handler returns. The reader frees the nodes it has passed, so a record's
+// path has no position among earlier siblings ("/log/rec", not
+// "/log/rec[2]"). Null strings are printed as "(null)"; node type codes
+// without an entry in node_types (18 and above) and unknown severities are
+// named "UNKNOWN".
+//
+// Input sources are used by one thread at a time and are not copied.
+#ifndef TESSEL_XML_INPUT_STREAM_HPP
+#define TESSEL_XML_INPUT_STREAM_HPP
+
+#include "XML/XML_defines.hpp"
+#include "XML/XML_filters.hpp"
+
+namespace Tessel {
+
+class Input_data;
+class Output_file;
+
+// The parse engine: reads input to its end through the registered descriptors.
+bool Process(Input_data& input);
+
+// Names of the severities 0 (none) to 4, and of the node types 0 to 17.
+extern const char* const severities[5];
+extern const char* const node_types[18];
+
+// One diagnostic met while reading.
+struct Error_info {
+    struct Node_info {
+        bool valid;
+        long node_line;
+        const char* node_name;
+        int node_type;
+        const char* node_type_string;
+    };
+
+    xmlParserSeverities severity;
+    const char* severity_string;
+    const char* msg;
+    const char* uri;
+    long line;
+    long col;
+    const char* xpath;
+    bool xpath_valid;
+    Node_info node;
+    Node_info parent;
+};
+
+class Input_data {
+public:
+    // The options the reader is created with (see the header comment).
+    static const int reader_options = XML_PARSE_RECOVER | XML_PARSE_DTDLOAD | XML_PARSE_DTDVALID |
+                                      XML_PARSE_NOBLANKS | XML_PARSE_BIG_LINES;
+
+    // Adopts a reader created by the caller; the source frees it.
+    explicit Input_data(xmlTextReaderPtr reader);
+    // Reads from fd, which stays open; name becomes the document's URI.
+    Input_data(int fd, const char* name);
+    Input_data(const Input_data&) = delete;
+    Input_data& operator=(const Input_data&) = delete;
+    virtual ~Input_data();
+    // Receives every error record; the default prints it on standard error.
+    virtual void Error_handler(const Error_info& info);
+
+    // Sets the output file that receives error records; null stops them.
+    void Associate_output(Output_file* file) { output = file; }
+    // Moves to the next node; false at the end of input or on error.
+    bool Next_node();
+    // Makes the next Next_node step over the current node's subtree.
+    void Skip_node() { skip_flag = true; }
+    bool Error_state() { return error_state; }
+    operator xmlTextReaderPtr() { return reader; }
+    bool Process() { return Tessel::Process(*this); }
+
+    static void Error_handler_entry(void* input, const char* msg, xmlParserSeverities severity,
+                                    xmlTextReaderLocatorPtr locator);
+    static void Structured_error_entry(void* input, xmlErrorPtr error);
+    // Reports a message built from a printf format; it is cut at the length of
+    // the format plus 99 characters.
+    void Error_handler(const char* format, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator,
+                       ...);
+    // Dumps every field of a libxml2 structured error on standard error.
+    void Structured_error(xmlErrorPtr error);
+
+    bool Expand();
+    void Set_RelaxNG(const char* schema);
+
+private:
+    void Init();
+    void Reader_init();
+    void Report(const char* msg, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator);
+    void Trace(const char* call) const;
+
+    bool error_state;
+    bool skip_flag;
+    const char* relax_schema;
+
+public:
+    xmlTextReaderPtr reader;
+    FilterList filters;
+    Output_file* output;
+    bool abort_on_error;
+    bool log_processing;
+    int depth;
+};
+
+// The descriptor and URI of an Input_file, built before its Input_data part.
+class Input_file_data {
+    friend class Input_file;
+
+    explicit Input_file_data(const char* name);
+    Input_file_data(const Input_file_data&) = delete;
+    Input_file_data& operator=(const Input_file_data&) = delete;
+    ~Input_file_data();
+
+    int fd;
+    char* uri_buffer;
+};
+
+// Reads the named file; errors carry the URI "file://localhost/" + name.
+class Input_file : private Input_file_data, public Input_data {
+public:
+    explicit Input_file(const char* name) : Input_file_data(name), Input_data(fd, uri_buffer) {}
+    ~Input_file() override {}
+};
+
+}  // namespace Tessel
+
+#endif
