@@ -1,0 +1,127 @@
+// Parse instances and the walk that drives them.
+//
+// A parse instance stands for one element while it is read: it takes the
+// element's attributes and text and supplies an instance for each child
+// element. Process_contents() is the recursive walk: it reads nodes up to the
+// element's end tag, hands attributes and text to the instance, runs the walk
+// on a child instance for every child element (deleting it when its walk
+// returns) and, if nothing went wrong inside the element, finalizes it at its
+// end tag: Finalize(), then either the attached hooks (oldest first) or, when
+// no hook is attached, Commit().
+//
+// Errors are reported through the input source's error handler. With the
+// input's abort_on_error set, the first element-level error makes every open
+// walk return false; with it clear, only the element in which it occurred is
+// not finalized. A rejected attribute is reported and never stops the parse.
+#ifndef TESSEL_XML_INSTANCE_HPP
+#define TESSEL_XML_INSTANCE_HPP
+
+#include "XML/XML_defines.hpp"
+#include "XML/XML_formatter.hpp"
+#include "XML/XML_info.hpp"
+
+namespace Tessel {
+
+class Finalize_hook;
+
+class Instance_base {
+public:
+    explicit Instance_base(Input_data& input) : stream(input), depth(0), head(nullptr) {}
+    Instance_base(const Instance_base&) = delete;
+    Instance_base& operator=(const Instance_base&) = delete;
+    // Deletes the attached hooks.
+    virtual ~Instance_base();
+
+    // A new instance for a child element with this tag, owned by the caller,
+    // or null if the element has no such child.
+    virtual Instance_base* Get_subinstance(const xmlChar* name) const;
+    // Reads one attribute, or leaves a message in value and returns false.
+    virtual bool Attribute(const xmlChar* name, Format::Scanner& value) = 0;
+    // Reads one item of the element's text, or leaves a message and returns false.
+    virtual bool Text(Format::Scanner& text) = 0;
+    // Called once the element has been read completely and without errors.
+    virtual bool Finalize() = 0;
+    // Called after a successful Finalize() when no hook is attached.
+    virtual bool Commit() = 0;
+    // Passes every attribute of an element node (except "xmlns") to
+    // Attribute(), reporting the rejected ones; always true.
+    virtual bool Read_attribs(xmlNodePtr node);
+    // The element's name, used in messages.
+    virtual const xmlChar* Name() const = 0;
+
+    // Reads the instance's element; the reader must be on its node or not yet
+    // started. False makes the caller stop.
+    bool Process_contents();
+    bool Do_finalize();
+    // Debugging aid: writes node as XML to standard error.
+    void Dump_node(xmlNodePtr node);
+
+protected:
+    Input_data& stream;
+    int depth;
+
+private:
+    friend class Finalize_hook;
+
+    bool Read_child(const xmlChar* name);
+    bool Read_text();
+    bool Unhandled(const xmlChar* name, int type);
+    void Trace_failure() const;
+
+    Finalize_hook* head;
+};
+
+// An action run when the instance it is hooked to is finalized, instead of
+// the instance's Commit(). Allocated with new; owned by that instance.
+class Finalize_hook {
+public:
+    Finalize_hook() : next(nullptr) {}
+    Finalize_hook(const Finalize_hook&) = delete;
+    Finalize_hook& operator=(const Finalize_hook&) = delete;
+    // Deletes the hooks attached before this one.
+    virtual ~Finalize_hook() { delete next; }
+
+    virtual void Hook() = 0;
+
+    // Runs the hooks of the chain from this one on, the oldest first.
+    void Do_finalize() {
+        if (next) next->Do_finalize();
+        Hook();
+    }
+    // Attaches this hook to instance, which takes it over.
+    void Hook_to(Instance_base* instance) {
+        next = instance->head;
+        instance->head = this;
+    }
+
+private:
+    Finalize_hook* next;
+};
+
+template <class T, class InfoT>
+class Instance;
+
+// The instance of a data-less element: its children are the descriptors
+// registered beneath its descriptor; text and attributes are rejected.
+template <>
+class Instance<void, Info<void>> : public Instance_base {
+public:
+    Instance(Input_data& input, const Tessel::Info<void>& descriptor) : Instance_base(input), info(descriptor) {}
+    ~Instance() override {}
+
+    Instance_base* Get_subinstance(const xmlChar* name) const override;
+    bool Attribute(const xmlChar* name, Format::Scanner& value) override;
+    bool Text(Format::Scanner& text) override;
+    bool Finalize() override { return true; }
+    bool Commit() override { return true; }
+    const xmlChar* Name() const override { return info.Name(); }
+
+    const Tessel::Info<void>& Info() const { return info; }
+
+private:
+    const Tessel::Info<void>& info;
+};
+
+}  // namespace Tessel
+
+#endif

@@ -1,0 +1,381 @@
+// The library's static tables. They are defined here, ahead of the registry,
+// because the registry's root is constructed after them in this file and its
+// constructor may use them.
+#include "XML/XML_value_entry.hpp"
+#include "XML/XML_info.hpp"
+#include "XML/XML_input_stream.hpp"
+#include "XML/XML_instance.hpp"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace Tessel {
+
+// Canonical names first: Value_hash<bool>::Lookup(bool) returns the first row
+// that carries the value.
+const Value_entry<bool> bool_values[6] = {
+    {"true", true}, {"good", true}, {"false", false}, {"bad", false}, {"1", true}, {"0", false},
+};
+const Value_hash<bool> Bool_hash(bool_values);
+
+const XML_attr XML_attr_table[1] = {{"xmlns"}};
+const Hash_table<XML_attr> XML_attr_hash(XML_attr_table);
+
+}  // namespace Tessel
+
+namespace Tessel {
+
+// ---------------------------------------------------------------------------
+// The registry of descriptors. `root` is defined after Bool_hash and
+// XML_attr_hash so that it is constructed after them and destroyed before.
+
+Pending* Info_root::pending;
+bool Info_root::done;
+
+const Info_root root;
+
+namespace {
+
+// True from the construction of `root` to its destruction: descriptors
+// destroyed after `root` must not look for their parent in the registry.
+bool registry_open;
+
+// Stores the name of path (the text after its last "/") into name and returns
+// whether the descriptor is to be registered: an absolute path with a name.
+bool Registered_path(const xmlChar* path, const xmlChar*& name) {
+    const char* slash = std::strrchr(reinterpret_cast<const char*>(path), '/');
+    name = slash ? reinterpret_cast<const xmlChar*>(slash + 1) : path;
+    return path[0] == '/' && *name != 0;
+}
+
+// The parent components of an absolute path, each NUL-terminated, ended by an
+// empty name, in a new array: "/A/B/D" gives "A", "B", "". An empty component
+// ends the list: "/A//B" gives "A", "".
+std::unique_ptr<xmlChar[]> Parent_names(const xmlChar* path, const xmlChar* name) {
+    const xmlChar* text = path + 1;
+    size_t length = static_cast<size_t>(xmlStrlen(text));
+    std::unique_ptr<xmlChar[]> names(new xmlChar[length + 1]);
+    std::memcpy(names.get(), text, length + 1);
+    std::replace(names.get(), names.get() + length, xmlChar('/'), xmlChar(0));
+    names[name - text] = 0;
+    return names;
+}
+
+// The descriptor that a list of parent components leads to from `root`, or
+// null when one of them is not registered.
+const Info_base* Find_parent(const xmlChar* names) {
+    const Info_base* at = &root;
+    for (; at && *names; names += xmlStrlen(names) + 1) at = at->Find(names);
+    return at;
+}
+
+// Writes a trace line to standard error, standard output being flushed first.
+void trace(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void trace(const char* format, ...) {
+    std::fflush(stdout);
+    va_list args;
+    va_start(args, format);
+    std::vfprintf(stderr, format, args);
+    va_end(args);
+}
+
+const char* Type_name(int type) {
+    return type >= 0 && type < 18 ? node_types[type] : "UNKNOWN";
+}
+
+}  // namespace
+
+Info_base::Info_base(const char* path) : Info_base(reinterpret_cast<const xmlChar*>(path)) {}
+
+Info_base::Info_base(const xmlChar* path) : path(path), name(path), subelements(nullptr) {
+    Register_name(path);
+}
+
+Info_base::~Info_base() {
+    Pending::Cancel(*this);
+    Unregister();
+    delete subelements;
+}
+
+void Info_base::Dump_elements(int indent) const {
+    int level = indent;
+    if (!NoName()) indent_printf(level++, "<%s>\n", name);
+    if (subelements) subelements->For_all(dump_sub, level);
+}
+
+void Info_base::Subregister(Subelement_register&) const {}
+
+const Info_base* Info_base::Find(const xmlChar* sub_name) const {
+    return subelements ? subelements->Lookup(sub_name) : nullptr;
+}
+
+void Info_base::Register_sub(const Info_base& sub) const {
+    if (!subelements) subelements = new Hash<Info_base>();
+    subelements->Add(sub);
+}
+
+void Info_base::Register_name(const xmlChar* full_path) {
+    if (!Registered_path(full_path, name)) return;
+    std::unique_ptr<xmlChar[]> names = Parent_names(full_path, name);
+    new Pending(names.get(), *this);
+    names.release();
+    if (Info_root::done) Pending::Service_queue();
+}
+
+void Info_base::Unregister() const {
+    const xmlChar* own_name;
+    if (!registry_open || !Registered_path(path, own_name)) return;
+    const Info_base* parent = Find_parent(Parent_names(path, own_name).get());
+    if (parent && parent->Find(name) == this) parent->subelements->Remove(name);
+}
+
+Pending::Pending(const xmlChar* parent_names, const Info_base& descriptor)
+    : next(nullptr), prev(nullptr), parent(parent_names), item(descriptor) {
+    Link();
+}
+
+Pending::~Pending() {
+    delete[] parent;
+    Unlink();
+}
+
+Pending& Pending::Link() {
+    next = Info_root::pending;
+    prev = &Info_root::pending;
+    Info_root::pending = this;
+    if (next) next->prev = &next;
+    return *this;
+}
+
+Pending& Pending::Unlink() {
+    if (next) next->prev = prev;
+    if (prev) *prev = next;
+    return *this;
+}
+
+void Pending::Cancel(const Info_base& descriptor) {
+    for (Pending* entry = Info_root::pending; entry;) {
+        Pending* following = entry->next;
+        if (&entry->item == &descriptor) delete entry;
+        entry = following;
+    }
+}
+
+void Pending::Service_queue() {
+    for (bool registered = true; registered;) {
+        registered = false;
+        for (Pending* entry = Info_root::pending; entry;) {
+            Pending* following = entry->next;
+            if (const Info_base* found = Find_parent(entry->parent)) {
+                found->Register_sub(entry->item);
+                delete entry;
+                registered = true;
+            }
+            entry = following;
+        }
+    }
+}
+
+Instance_base* Info<void>::Get_instance(Input_data& input) const {
+    return new Instance<void, Info<void>>(input, *this);
+}
+
+void Info<void>::Subregister(Subelement_register&) const {}
+
+xmlNodePtr Info<void>::Write() const {
+    return NoName() ? nullptr : xmlNewNode(nullptr, Name());
+}
+
+Info_root::Info_root() : Info<void>("/") {
+    done = true;
+    registry_open = true;
+    Pending::Service_queue();
+    xmlLineNumbersDefault(1);
+}
+
+Info_root::~Info_root() {
+    registry_open = false;
+    while (pending) delete pending;
+}
+
+void Dump_elements() {
+    root.Dump_elements(0);
+}
+
+void indent_printf(int indent, const char* format, ...) {
+    if (indent > 0) std::printf("%*s", indent, "");
+    va_list args;
+    va_start(args, format);
+    std::vprintf(format, args);
+    va_end(args);
+}
+
+void dump_sub(const xmlChar*, const Info_base& item, int& indent) {
+    item.Dump_elements(indent);
+}
+
+void Add_children(xmlNodePtr parent, xmlNodePtr node) {
+    if (!node) return;
+    if (xmlStrlen(node->name) > 0) {
+        xmlAddChild(parent, node);
+        return;
+    }
+    xmlNodePtr copies = xmlCopyNodeList(node->children);
+    xmlFreeNodeList(node);
+    xmlAddChildList(parent, copies);
+}
+
+// ---------------------------------------------------------------------------
+// The parse engine.
+
+bool Process(Input_data& input) {
+    std::unique_ptr<Instance_base> top(root.Get_instance(input));
+    return top->Process_contents();
+}
+
+Instance_base::~Instance_base() {
+    delete head;
+}
+
+Instance_base* Instance_base::Get_subinstance(const xmlChar*) const {
+    return nullptr;
+}
+
+bool Instance_base::Process_contents() {
+    xmlTextReaderPtr reader = stream;
+    if (!xmlTextReaderCurrentNode(reader) && !stream.Next_node()) return false;
+    if (!Read_attribs(xmlTextReaderCurrentNode(reader))) return false;
+    if (xmlTextReaderIsEmptyElement(reader) == 1) return Do_finalize() || !stream.abort_on_error;
+
+    const int own_depth = xmlTextReaderDepth(reader);
+    bool failed = false;
+    for (;;) {
+        if (!stream.Next_node()) {
+            if (!stream.Error_state()) return true;
+            if (stream.log_processing) trace("Error reading or processing %s\n", Name());
+            return false;
+        }
+        const xmlChar* node_name = xmlTextReaderConstName(reader);
+        const int type = xmlTextReaderNodeType(reader);
+        if (stream.log_processing) {
+            xmlChar* node_path = xmlGetNodePath(xmlTextReaderCurrentNode(reader));
+            trace("node %s type %s path %s\n", node_name, Type_name(type), node_path);
+            xmlFree(node_path);
+        }
+        bool ok = true;
+        switch (type) {
+        case XML_READER_TYPE_ELEMENT:
+            ok = Read_child(node_name);
+            break;
+        case XML_READER_TYPE_TEXT:
+        case XML_READER_TYPE_CDATA:
+            ok = Read_text();
+            break;
+        case XML_READER_TYPE_COMMENT:
+        case XML_READER_TYPE_DOCUMENT_TYPE:
+        case XML_READER_TYPE_WHITESPACE:
+        case XML_READER_TYPE_SIGNIFICANT_WHITESPACE:
+            break;
+        case XML_READER_TYPE_END_ELEMENT:
+            if (xmlTextReaderDepth(reader) != own_depth) break;
+            if (!failed) failed = !Do_finalize();
+            else Trace_failure();
+            if (!failed || !stream.abort_on_error) return true;
+            Trace_failure();
+            return false;
+        default:
+            ok = Unhandled(node_name, type);
+            break;
+        }
+        if (!ok) {
+            failed = true;
+            if (stream.abort_on_error) return false;
+        }
+        if (xmlTextReaderDepth(reader) < own_depth) return true;
+    }
+}
+
+bool Instance_base::Read_child(const xmlChar* child_name) {
+    std::unique_ptr<Instance_base> child(Get_subinstance(child_name));
+    if (child) return child->Process_contents();
+    if (stream.abort_on_error)
+        stream.Error_handler("Bad subelement for %s: %s\n", XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr,
+                             Name(), child_name);
+    else
+        stream.Skip_node();
+    return false;
+}
+
+bool Instance_base::Read_text() {
+    Format::Scanner text(static_cast<xmlTextReaderPtr>(stream));
+    int items = 0;
+    while (text.More()) {
+        const xmlChar* rest = text;
+        if (!Text(text)) {
+            stream.Error_handler("Bad TEXT/CDATA for %s: \"%s\":%s:%d items read",
+                                 XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, Name(), rest,
+                                 text.Error_msg(), items);
+            return false;
+        }
+        ++items;
+    }
+    return true;
+}
+
+bool Instance_base::Unhandled(const xmlChar* node_name, int type) {
+    stream.Error_handler("Unhandled node %s type %s", XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, node_name,
+                         Type_name(type));
+    if (!stream.abort_on_error) stream.Skip_node();
+    return false;
+}
+
+void Instance_base::Trace_failure() const {
+    if (stream.log_processing) trace("Error processing child of %s\n", Name());
+}
+
+bool Instance_base::Read_attribs(xmlNodePtr node) {
+    // Only an element has an attribute list: on other nodes (such as the
+    // document type node) the same slot holds something else.
+    if (!node || node->type != XML_ELEMENT_NODE) return true;
+    for (xmlAttrPtr attr = node->properties; attr; attr = attr->next) {
+        if (XML_attr_hash.Lookup(attr->name)) continue;
+        Format::Scanner value(attr);
+        const xmlChar* text = value.Save();
+        if (stream.log_processing) trace("attr %s value %s\n", attr->name, text);
+        if (!Attribute(attr->name, value))
+            stream.Error_handler("Error reading attrib \"%s\"=\"%s\" for %s: %s", XML_PARSER_SEVERITY_VALIDITY_ERROR,
+                                 nullptr, attr->name, text, Name(), value.Error_msg());
+    }
+    return true;
+}
+
+bool Instance_base::Do_finalize() {
+    if (!Finalize()) return false;
+    if (!head) return Commit();
+    head->Do_finalize();
+    return true;
+}
+
+void Instance_base::Dump_node(xmlNodePtr node) {
+    std::fflush(stdout);
+    xmlElemDump(stderr, xmlTextReaderCurrentDoc(stream), node);
+    std::fputs("\n", stderr);
+}
+
+Instance_base* Instance<void, Info<void>>::Get_subinstance(const xmlChar* sub_name) const {
+    const Info_base* sub = info.Find(sub_name);
+    return sub ? sub->Get_instance(stream) : nullptr;
+}
+
+bool Instance<void, Info<void>>::Attribute(const xmlChar*, Format::Scanner& value) {
+    return value.Error("No attributes allowed for void");
+}
+
+bool Instance<void, Info<void>>::Text(Format::Scanner& text) {
+    return text.Error("No text allowed for void");
+}
+
+}  // namespace Tessel

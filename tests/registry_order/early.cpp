@@ -1,0 +1,45 @@
+// Descriptors built before the registry's root. The library is initialised
+// before the executable's static objects, so these are built by a function in
+// the executable's pre-initialisation array, which runs before any shared
+// library's initialisers.
+#include "descriptors.hpp"
+
+#include <new>
+
+using Tessel::Info;
+
+bool early_before_root;
+
+namespace {
+
+const char* const early_paths[early_count] = {"/early/child", "/early",        "/early_dup", "/early_dup",
+                                              "/deep_early/a/b", "/deep_early", "/orphan/x"};
+
+struct Slot {
+    alignas(Info<void>) unsigned char bytes[sizeof(Info<void>)];
+};
+Slot slots[early_count];
+
+void Build_early() {
+    early_before_root = !Tessel::Info_root::done;
+    for (int i = 0; i < early_count; ++i) new (slots[i].bytes) Info<void>(early_paths[i]);
+    // Queued and cancelled before root services the queue: "/cancelled" is
+    // built later and must not get it.
+    Info<void> cancelled("/cancelled/x");
+}
+
+__attribute__((section(".preinit_array"), used)) void (*const build_early)() = Build_early;
+
+// Destroys the early descriptors with the executable's statics, while the
+// library's root still exists.
+struct Teardown {
+    ~Teardown() {
+        for (int i = early_count - 1; i >= 0; --i) const_cast<Info<void>&>(Early(Early_id(i))).~Info();
+    }
+} teardown;
+
+}  // namespace
+
+const Info<void>& Early(Early_id id) {
+    return *std::launder(reinterpret_cast<const Info<void>*>(slots[id].bytes));
+}
