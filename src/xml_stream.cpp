@@ -60,9 +60,12 @@ void Mutex::Unlock() {
 void Mutex::Show() const {
     fflush(stdout);
     const pthread_t holder = Get(locker);
+    // A Lock or Unlock on another thread may change the fields between these
+    // reads, so file can be null while holder is not.
+    const char* const where = Get(file);
     if (holder)
-        fprintf(stderr, "%s Locked %s:%u thread %lu\n", name, Get(file), Get(line),
-                static_cast<unsigned long>(holder));
+        fprintf(stderr, "%s Locked %s:%u thread %lu\n", name, where ? where : "<Unknown>",
+                Get(line), static_cast<unsigned long>(holder));
     else
         fprintf(stderr, "%s not locked\n", name);
 }

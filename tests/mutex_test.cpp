@@ -12,6 +12,8 @@
 #include <thread>
 
 using namespace Tessel;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
 
 namespace {
 
@@ -21,9 +23,9 @@ std::string Holder(const char* file, unsigned int line) {
 }
 
 std::string Shown(const Mutex& mutex) {
-    testing::internal::CaptureStderr();
+    CaptureStderr();
     mutex.Show();
-    return testing::internal::GetCapturedStderr();
+    return GetCapturedStderr();
 }
 
 }  // namespace
@@ -33,21 +35,16 @@ TEST(Mutex, ShowsHolderAndNesting) {
     EXPECT_EQ(Shown(mutex), "m not locked\n");
     mutex.Lock(nullptr, 12);
     EXPECT_EQ(Shown(mutex), Holder("<Unknown>", 12));
-
-    // Recursive: the same thread locks again at once; the nested lock
-    // overwrites the holder and its unlock clears it.
-    testing::internal::CaptureStderr();
-    mutex.Lock("inner.cpp", 34);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(Shown(mutex), Holder("inner.cpp", 34));
-    mutex.Unlock();
-    EXPECT_EQ(Shown(mutex), "m not locked\n");
-    mutex.Unlock();
     {
-        Mutex_locker locker(mutex, "scope.cpp", 56);
-        EXPECT_EQ(Shown(mutex), Holder("scope.cpp", 56));
+        // Recursive: the nested lock is taken at once and silently, it
+        // overwrites the holder, and its unlock clears it.
+        CaptureStderr();
+        Mutex_locker inner(mutex, "inner.cpp", 34);
+        EXPECT_EQ(GetCapturedStderr(), "");
+        EXPECT_EQ(Shown(mutex), Holder("inner.cpp", 34));
     }
     EXPECT_EQ(Shown(mutex), "m not locked\n");
+    mutex.Unlock();
 }
 
 // The one test that waits on the deadline (up to a second).
@@ -67,9 +64,8 @@ TEST(Mutex, ReportsHolderAfterDeadline) {
     close(pipe_fds[1]);
     std::atomic<bool> waiter_locked(false);
     std::thread waiter([&] {
-        mutex.Lock("waiter.cpp", 7);
+        Mutex_locker locker(mutex, "waiter.cpp", 7);
         waiter_locked = true;
-        mutex.Unlock();
     });
     std::string report;
     char c;

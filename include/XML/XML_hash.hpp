@@ -63,7 +63,7 @@ private:
 template <class T>
 class Hash {
 public:
-    // Receives the payload and the key of every entry that libxml2 drops
+    // Receives the payload and the key of every entry the table drops
     // (removed, replaced, or left in the table when it is freed).
     typedef void Cleanup(T* payload, xmlChar* name);
 
@@ -74,7 +74,8 @@ public:
 
     virtual ~Hash() {
         if (hash) {
-            xmlHashFree(hash, Deallocator());
+            if (cleanup) xmlHashScan(hash, &Hash::Drop_scanned, const_cast<Hash*>(this));
+            xmlHashFree(hash, nullptr);
             // Through a volatile lvalue: the compiler may drop plain stores
             // made at the end of an object's lifetime, and the marker is
             // there to be seen by a use after destruction.
@@ -107,16 +108,19 @@ public:
         xmlHashAddEntry(hash, name, const_cast<T*>(&item));
     }
 
-    // Removes the entry stored under name, if any.
+    // Removes the entry stored under name, if any; it goes to cleanup.
     virtual void Remove(const xmlChar* name) const {
         Init_if_needed();
-        xmlHashRemoveEntry(hash, name, Deallocator());
+        const void* payload = xmlHashLookup(hash, name);
+        if (xmlHashRemoveEntry(hash, name, nullptr) == 0) Drop(payload, name);
     }
 
-    // Stores item under name, replacing any entry stored there.
+    // Stores item under name; an entry replaced there goes to cleanup.
     virtual void Change(const T& item, const xmlChar* name) const {
         Init_if_needed();
-        xmlHashUpdateEntry(hash, name, const_cast<T*>(&item), Deallocator());
+        const void* replaced = xmlHashLookup(hash, name);
+        if (xmlHashUpdateEntry(hash, name, const_cast<T*>(&item), nullptr) == 0)
+            Drop(replaced, name);
     }
 
     // Creates the libxml2 table. If libxml2 cannot, the handle stays null
@@ -146,10 +150,16 @@ private:
         return reinterpret_cast<const xmlChar*>(item.Name());
     }
 
-    // libxml2 declares the deallocator over void* and const xmlChar*; the
-    // typed cleanup has the same calling convention on every target.
-    xmlHashDeallocator Deallocator() const {
-        return reinterpret_cast<xmlHashDeallocator>(cleanup);
+    // Entries are handed to cleanup here rather than through libxml2's
+    // deallocator argument: that one is declared over void*, and calling the
+    // typed cleanup through it would call a function through the wrong type.
+    void Drop(const void* payload, const xmlChar* name) const {
+        if (cleanup && payload)
+            cleanup(static_cast<T*>(const_cast<void*>(payload)), const_cast<xmlChar*>(name));
+    }
+
+    static void Drop_scanned(void* payload, void* table, const xmlChar* name) {
+        static_cast<const Hash*>(table)->Drop(payload, name);
     }
 
     void Scan(xmlHashScanner callback, void* iterator) const {
@@ -171,6 +181,7 @@ public:
     // so that of two rows with the same name the earlier one is found.
     void Init() const override {
         Hash<T>::Init();
+        if (!this->hash) return;  // not created: the next operation tries again
         for (size_t i = 0; i < this->count; ++i) this->Add(table[i]);
     }
 

@@ -1,0 +1,68 @@
+// Filter objects built before any shared library's static constructors run
+// (from the executable's pre-initialisation array) and used from an exit
+// handler registered there, which runs after the library's static
+// destructors. The library builds its filter statics on first use and never
+// destroys them, and its chain heads are constant-initialised.
+#include "XML/XML_filters.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+
+using namespace Tessel;
+
+namespace {
+
+// What the early change callback saw; zero-initialised before any code runs.
+int calls;
+size_t channels;
+Filter channel_1;
+
+alignas(FilterList) unsigned char list_storage[sizeof(FilterList)];
+alignas(FilterChangeCallback) unsigned char callback_storage[sizeof(FilterChangeCallback)];
+FilterList* early_list;
+FilterChangeCallback* early_callback;
+
+void Record(const FilterList& master) {
+    ++calls;
+    channels = master.Channels();
+    channel_1 = master[1];
+}
+
+void Destroy_late() {
+    early_list->~FilterList();
+    FilterList::Changed();
+    early_callback->~FilterChangeCallback();
+}
+
+void Build_early(int, char**, char**) {
+    early_callback = new (callback_storage) FilterChangeCallback(Record);
+    {
+        FilterList wide(6);  // widens the master list to 6 channels for good
+        wide[1] = 0x2;
+        FilterList::Changed();
+    }
+    early_list = new (list_storage) FilterList(4);
+    atexit(Destroy_late);
+}
+
+__attribute__((section(".preinit_array"), used)) void (*const build_early)(int, char**, char**) =
+    Build_early;
+
+}  // namespace
+
+TEST(StaticOrder, FilterObjectsBuiltBeforeAndUsedAfterTheLibrary) {
+    // The change made before the library's static constructors reached the
+    // early callback, and the early list is in the chain.
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(channel_1, 0x2u);
+    (*early_list)[1] = 0x1;
+    FilterList::Changed();
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(channels, 6u);
+    EXPECT_EQ(channel_1, 0x1u);
+    // At exit, a handler that runs after the library's static destructors
+    // destroys a list and calls Changed(): a fault there fails this program
+    // after main.
+}
