@@ -91,16 +91,16 @@ void Input_data::Init() {
     xmlTextReaderSetErrorHandler(reader, Error_handler_entry, this);
 }
 
-void Input_data::Reader_init() {
+// The reader set-up; true when a RelaxNG schema was set and accepted.
+bool Input_data::Reader_init() {
     xmlTextReaderSetParserProp(reader, XML_PARSER_DEFAULTATTRS, 1);
     xmlTextReaderSetParserProp(reader, XML_PARSER_VALIDATE, 1);
     xmlTextReaderSetParserProp(reader, XML_PARSER_SUBST_ENTITIES, 1);
     xmlTextReaderSetParserProp(reader, XML_PARSER_LOADDTD, 1);
-    if (relax_schema != nullptr && xmlTextReaderRelaxNGValidate(reader, relax_schema) == 0) {
-        // The schema takes the place of the DTD, which a document may lack.
-        xmlTextReaderSetParserProp(reader, XML_PARSER_LOADDTD, 0);
-        xmlTextReaderSetParserProp(reader, XML_PARSER_VALIDATE, 0);
-    }
+    if (relax_schema == nullptr || xmlTextReaderRelaxNGValidate(reader, relax_schema) != 0)
+        return false;
+    xmlTextReaderSetParserProp(reader, XML_PARSER_LOADDTD, 0);
+    return true;
 }
 
 void Input_data::Set_RelaxNG(const char* schema) {
@@ -109,35 +109,29 @@ void Input_data::Set_RelaxNG(const char* schema) {
         return;
     if (schema == nullptr)
         xmlTextReaderRelaxNGValidate(reader, nullptr);
-    Reader_init();
+    // The schema takes the place of the DTD, which a document may lack.
+    if (Reader_init())
+        xmlTextReaderSetParserProp(reader, XML_PARSER_VALIDATE, 0);
 }
 
 bool Input_data::Expand() {
     if (reader == nullptr)
         return false;
-    Trace("xmlTextReaderExpand");
+    if (log_processing)
+        Trace("xmlTextReaderExpand");
     error_state = false;
     return xmlTextReaderExpand(reader) != nullptr && !error_state;
 }
 
 void Input_data::Trace(const char* call) const {
-    if (!log_processing)
-        return;
     fflush(stdout);
     fprintf(stderr, "%s\n", call);
 }
 
-bool Input_data::Next_node() {
-    Trace(skip_flag ? "xmlTextReaderNext" : "xmlTextReaderRead");
-    error_state = false;
-    int result = skip_flag ? xmlTextReaderNext(reader) : xmlTextReaderRead(reader);
-    skip_flag = false;
-    if (result < 0 || error_state) {
-        perror("Reading input XML");
-        Error_handler("Read error on input", XML_PARSER_SEVERITY_ERROR, nullptr);
-        return false;
-    }
-    return result > 0;
+bool Input_data::Read_failed() {
+    perror("Reading input XML");
+    Error_handler("Read error on input", XML_PARSER_SEVERITY_ERROR, nullptr);
+    return false;
 }
 
 void Input_data::Error_handler_entry(void* input, const char* msg, xmlParserSeverities severity,
@@ -198,7 +192,7 @@ void Input_data::Report(const char* msg, xmlParserSeverities severity, xmlTextRe
 void Input_data::Error_handler(const Error_info& info) {
     fflush(stdout);
     fprintf(stderr, "XML parser %s\n", info.severity_string);
-    fputs(info.msg, stderr);
+    fputs(Printable(info.msg), stderr);
     fprintf(stderr, "%s near line %ld col %ld\n", Printable(info.uri), info.line, info.col);
     if (info.xpath_valid)
         fprintf(stderr, "XPATH of error %s\n", Printable(info.xpath));

@@ -82,6 +82,10 @@ void trace(const char* format, ...) {
     va_end(args);
 }
 
+const char* Printable(const xmlChar* text) {
+    return text ? reinterpret_cast<const char*>(text) : "(null)";
+}
+
 const char* Type_name(int type) {
     return type >= 0 && type < 18 ? node_types[type] : "UNKNOWN";
 }
@@ -246,8 +250,12 @@ Instance_base* Instance_base::Get_subinstance(const xmlChar*) const {
 
 bool Instance_base::Process_contents() {
     xmlTextReaderPtr reader = stream;
-    if (!xmlTextReaderCurrentNode(reader) && !stream.Next_node()) return false;
-    if (!Read_attribs(xmlTextReaderCurrentNode(reader))) return false;
+    xmlNodePtr own = xmlTextReaderCurrentNode(reader);
+    if (!own) {
+        if (!stream.Next_node()) return false;
+        own = xmlTextReaderCurrentNode(reader);
+    }
+    if (!Read_attribs(own)) return false;
     if (xmlTextReaderIsEmptyElement(reader) == 1) return Do_finalize() || !stream.abort_on_error;
 
     const int own_depth = xmlTextReaderDepth(reader);
@@ -258,17 +266,13 @@ bool Instance_base::Process_contents() {
             if (stream.log_processing) trace("Error reading or processing %s\n", Name());
             return false;
         }
-        const xmlChar* node_name = xmlTextReaderConstName(reader);
+        // The name is taken only where it is used: most nodes are end tags.
         const int type = xmlTextReaderNodeType(reader);
-        if (stream.log_processing) {
-            xmlChar* node_path = xmlGetNodePath(xmlTextReaderCurrentNode(reader));
-            trace("node %s type %s path %s\n", node_name, Type_name(type), node_path);
-            xmlFree(node_path);
-        }
+        if (stream.log_processing) Trace_node(type);
         bool ok = true;
         switch (type) {
         case XML_READER_TYPE_ELEMENT:
-            ok = Read_child(node_name);
+            ok = Read_child(xmlTextReaderConstName(reader));
             break;
         case XML_READER_TYPE_TEXT:
         case XML_READER_TYPE_CDATA:
@@ -287,7 +291,7 @@ bool Instance_base::Process_contents() {
             Trace_failure();
             return false;
         default:
-            ok = Unhandled(node_name, type);
+            ok = Unhandled(xmlTextReaderConstName(reader), type);
             break;
         }
         if (!ok) {
@@ -332,6 +336,14 @@ bool Instance_base::Unhandled(const xmlChar* node_name, int type) {
     return false;
 }
 
+void Instance_base::Trace_node(int type) const {
+    xmlTextReaderPtr reader = stream;
+    xmlChar* node_path = xmlGetNodePath(xmlTextReaderCurrentNode(reader));
+    trace("node %s type %s path %s\n", Printable(xmlTextReaderConstName(reader)), Type_name(type),
+          Printable(node_path));
+    xmlFree(node_path);
+}
+
 void Instance_base::Trace_failure() const {
     if (stream.log_processing) trace("Error processing child of %s\n", Name());
 }
@@ -340,16 +352,18 @@ bool Instance_base::Read_attribs(xmlNodePtr node) {
     // Only an element has an attribute list: on other nodes (such as the
     // document type node) the same slot holds something else.
     if (!node || node->type != XML_ELEMENT_NODE) return true;
-    for (xmlAttrPtr attr = node->properties; attr; attr = attr->next) {
-        if (XML_attr_hash.Lookup(attr->name)) continue;
-        Format::Scanner value(attr);
-        const xmlChar* text = value.Save();
-        if (stream.log_processing) trace("attr %s value %s\n", attr->name, text);
-        if (!Attribute(attr->name, value))
-            stream.Error_handler("Error reading attrib \"%s\"=\"%s\" for %s: %s", XML_PARSER_SEVERITY_VALIDITY_ERROR,
-                                 nullptr, attr->name, text, Name(), value.Error_msg());
-    }
+    for (xmlAttrPtr attr = node->properties; attr; attr = attr->next)
+        if (!XML_attr_hash.Lookup(attr->name)) Read_attribute(attr);
     return true;
+}
+
+void Instance_base::Read_attribute(xmlAttrPtr attr) {
+    Format::Scanner value(attr);
+    const xmlChar* text = value.Save();
+    if (stream.log_processing) trace("attr %s value %s\n", attr->name, text);
+    if (!Attribute(attr->name, value))
+        stream.Error_handler("Error reading attrib \"%s\"=\"%s\" for %s: %s", XML_PARSER_SEVERITY_VALIDITY_ERROR,
+                             nullptr, attr->name, text, Name(), value.Error_msg());
 }
 
 bool Instance_base::Do_finalize() {

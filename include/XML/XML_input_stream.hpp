@@ -119,11 +119,19 @@ public:
 
     // Sets the output file that receives error records; null stops them.
     void Associate_output(Output_file* file) { output = file; }
-    // Moves to the next node; false at the end of input or on error.
-    bool Next_node();
+    // Moves to the next node; false at the end of input or on error. Defined
+    // here so that the parse engine's loop runs it without a call.
+    bool Next_node() {
+        if (log_processing) Trace(skip_flag ? "xmlTextReaderNext" : "xmlTextReaderRead");
+        error_state = false;
+        const int result = skip_flag ? xmlTextReaderNext(reader) : xmlTextReaderRead(reader);
+        skip_flag = false;
+        if (result < 0 || error_state) return Read_failed();
+        return result > 0;
+    }
     // Makes the next Next_node step over the current node's subtree.
     void Skip_node() { skip_flag = true; }
-    bool Error_state() { return error_state; }
+    bool Error_state() const { return error_state; }
     operator xmlTextReaderPtr() { return reader; }
     bool Process() { return Tessel::Process(*this); }
 
@@ -142,7 +150,8 @@ public:
 
 private:
     void Init();
-    void Reader_init();
+    bool Reader_init();
+    bool Read_failed();
     void Report(const char* msg, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator);
     void Trace(const char* call) const;
 

@@ -64,8 +64,10 @@ private:
     friend class Finalize_hook;
 
     bool Read_child(const xmlChar* name);
+    void Read_attribute(xmlAttrPtr attr);
     bool Read_text();
     bool Unhandled(const xmlChar* name, int type);
+    void Trace_node(int type) const;
     void Trace_failure() const;
 
     Finalize_hook* head;
