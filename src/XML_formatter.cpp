@@ -57,7 +57,7 @@ constexpr Digit_pairs<Radix> digit_pairs;
 // Writes the digits of value so that the last one is just before end, at least
 // one digit; returns where the first one is.
 template <unsigned int Radix, class T>
-xmlChar* digits_before(xmlChar* end, T number) {
+__attribute__((always_inline)) inline xmlChar* digits_before(xmlChar* end, T number) {
   using Wide = std::conditional_t<(sizeof(T) < sizeof(unsigned int)), unsigned int, T>;
   constexpr unsigned int square = Radix * Radix;
   const char* pairs = digit_pairs<Radix>.text;
@@ -82,8 +82,16 @@ bool is_space(xmlChar c) {
   return std::isspace(c) != 0;
 }
 
-xmlChar* skip_space(xmlChar* p) {
+__attribute__((noinline)) xmlChar* skip_any_space(xmlChar* p) {
   while (is_space(*p)) ++p;
+  return p;
+}
+
+// Steps over white space: blanks inline, anything else that may be white space
+// out of line, so that a numeric read makes no call on its common path.
+inline xmlChar* skip_space(xmlChar* p) {
+  while (*p == ' ') ++p;
+  if (__builtin_expect(*p < ' ' || *p >= 0x7F, 0) && *p) p = skip_any_space(p);
   return p;
 }
 
@@ -228,7 +236,7 @@ unsigned int Scanner::Invalid(bool& ok) {
   return value;
 }
 
-bool Scanner::More() { return ptr && *skip_space(ptr); }
+bool Scanner::More() const { return ptr && *skip_space(ptr); }
 
 void Scanner::Consume() {
   if (ptr) ptr += std::strlen(reinterpret_cast<const char*>(ptr));
@@ -392,42 +400,25 @@ bool Scanner::Scan(unsigned int& value, const format_info& fi) { return Read_uns
 bool Scanner::Scan(unsigned long& value, const format_info& fi) { return Read_unsigned(value, fi); }
 bool Scanner::Scan(double& value, const format_info& fi) { return Read_signed(value, fi); }
 
+namespace {
+
 // The big-endian fields are read as their native type and assigned only on
 // success.
-bool Scanner::Scan(BE_ushort& value, const format_info& fi) {
-  unsigned short number = 0;
-  if (!Read_unsigned(number, fi)) return false;
+template <class Native, class Field>
+bool scan_field(Scanner& scanner, Field& value, const format_info& fi) {
+  Native number = 0;
+  if (!scanner.Scan(number, fi)) return false;
   value = number;
   return true;
 }
 
-bool Scanner::Scan(BE_ulong& value, const format_info& fi) {
-  unsigned long number = 0;
-  if (!Read_unsigned(number, fi)) return false;
-  value = number;
-  return true;
-}
+}  // namespace
 
-bool Scanner::Scan(BE_short& value, const format_info& fi) {
-  short number = 0;
-  if (!Read_signed(number, fi)) return false;
-  value = number;
-  return true;
-}
-
-bool Scanner::Scan(BE_long& value, const format_info& fi) {
-  long number = 0;
-  if (!Read_signed(number, fi)) return false;
-  value = number;
-  return true;
-}
-
-bool Scanner::Scan(BE_24bit& value, const format_info& fi) {
-  unsigned long number = 0;
-  if (!Read_unsigned(number, fi)) return false;
-  value = number;
-  return true;
-}
+bool Scanner::Scan(BE_ushort& value, const format_info& fi) { return scan_field<unsigned short>(*this, value, fi); }
+bool Scanner::Scan(BE_ulong& value, const format_info& fi) { return scan_field<unsigned long>(*this, value, fi); }
+bool Scanner::Scan(BE_short& value, const format_info& fi) { return scan_field<short>(*this, value, fi); }
+bool Scanner::Scan(BE_long& value, const format_info& fi) { return scan_field<long>(*this, value, fi); }
+bool Scanner::Scan(BE_24bit& value, const format_info& fi) { return scan_field<unsigned long>(*this, value, fi); }
 
 bool Scanner::Scan(void* block, size_t size, const format_info& fi) {
   unsigned char* target = static_cast<unsigned char*>(block);
@@ -498,14 +489,16 @@ template <class T>
 inline void Printer::Format_hex(T value, const format_info& fi) {
   static_assert(std::is_unsigned_v<T>, "hex prints the unsigned bits");
   // The number of hex digits, at least 1.
-  unsigned int n = 1;
-  if (value > 0xF) n = (std::numeric_limits<unsigned long long>::digits - __builtin_clzll(value) + 3) / 4;
+  unsigned int n = (std::numeric_limits<unsigned long long>::digits + 3 - __builtin_clzll(value | 1u)) / 4;
   size_t total = fi.width > n ? fi.width : n;
   // One more byte than the digits, so that the terminator still fits.
   Reserve(add(total, 1), add(total, 20));
-  Put_zeros(n, fi);
-  digits_before<16>(Ptr() + n, value);
-  index += n;
+  xmlChar* out = Ptr();
+  // A plain loop: the fill is mostly empty, where a library call would cost
+  // more than the digits.
+  for (xmlChar* zero = out; zero < out + (total - n); ++zero) *zero = '0';
+  digits_before<16>(out + total, value);
+  index += total;
 }
 
 // Digits are produced least significant first in the spare room at the far end
@@ -538,8 +531,10 @@ inline void Printer::Format_unsigned(T value, const format_info& fi) {
   Put_decimal(value, 0, fi);
 }
 
+// Forced inline into every Print overload: a call here would cost about as
+// much as the digits of a short number.
 template <class T>
-inline Printer& Printer::Print_integer(T value, const format_info& fi) {
+__attribute__((always_inline)) inline Printer& Printer::Print_integer(T value, const format_info& fi) {
   Intro(fi);
   if (fi.hex)
     Format_hex(static_cast<std::make_unsigned_t<T>>(value), fi);

@@ -1,24 +1,17 @@
-#include "XML/XML_formatter.hpp"
+#include "support/value_text.hpp"
 
 #include <gtest/gtest.h>
 
 #include <ctime>
-#include <memory>
-#include <string>
 
 using Tessel::Formatter;
 using Tessel::Value_entry;
 using Tessel::Value_hash;
 using namespace Tessel::Format;
+using test_support::over;
+using test_support::rest;
 
 namespace {
-
-std::unique_ptr<Scanner> over(const char* text) {
-  xmlNodePtr node = xmlNewText(reinterpret_cast<const xmlChar*>(text));
-  auto scanner = std::make_unique<Scanner>(node);
-  xmlFreeNode(node);
-  return scanner;
-}
 
 template <class F, class T>
 std::string written(const F& f, const T& value) {
@@ -34,7 +27,7 @@ std::string read(const F& f, const char* text) {
   auto s = over(text);
   T value{};
   if (!f.Read(*s, value)) return "!" + std::string(s->Error_msg());
-  return std::to_string(+value) + "|" + static_cast<const char*>(*s);
+  return std::to_string(+value) + "|" + rest(*s);
 }
 
 enum class Level : int { LOW = -5, MID = 0, HIGH = 5 };
@@ -46,30 +39,26 @@ const Value_hash<Level> levels(level_rows);
 
 TEST(Formatter, StockFormatsReadAndWriteTheirDefaults) {
   Formatter<long> number;
-  EXPECT_EQ(read<long>(number, " 42 "), "42| ");
-  EXPECT_EQ(read<long>(number, "0x2A"), "42|");
-  EXPECT_EQ(read<long>(number, "-17"), "-17|");
+  EXPECT_EQ(read<long>(number, " 42 ") + read<long>(number, "0x2A") + read<long>(number, "-17"), "42| 42|-17|");
   EXPECT_EQ(read<long>(number, ""), "!No prefix found");
   EXPECT_EQ(written(number, -42L), "-42");  // no space is ever added
   EXPECT_EQ(written(Formatter<long>("<%04X>"), 42L), "<002A>");
   EXPECT_EQ(read<long>(Formatter<long>(reinterpret_cast<const xmlChar*>("<%04X>")), "<002A>"), "42|");
 
   Formatter<const char*> text;
-  EXPECT_EQ(written(text, "abc"), "abc");
-  EXPECT_EQ(written(text, static_cast<const char*>(nullptr)), "<NULL>");
+  EXPECT_EQ(written(text, "abc") + written(text, static_cast<const char*>(nullptr)), "abc<NULL>");
   const char* kept = "kept";
   auto s = over("hello");
   EXPECT_FALSE(text.Read(*s, kept));
   EXPECT_STREQ(s->Error_msg(), "Bad character 'h'");
   EXPECT_STREQ(kept, "kept");
 
-  String<BE_ushort> us;
-  EXPECT_EQ(read<BE_ushort>(us, "1F") + read<BE_ushort>(us, "001F") + read<BE_ushort>(us, "12345"), "31|31|4660|5");
-  EXPECT_EQ(read<BE_short>(String<BE_short>(), "FFFE") + read<BE_24bit>(String<BE_24bit>(), "ABCDEF7"),
-            "-2|11259375|7");
+  String<BE_ushort> us;  // the default width limits the digits read
+  EXPECT_EQ(read<BE_ushort>(us, "1F") + read<BE_ushort>(us, "12345"), "31|4660|5");
+  EXPECT_EQ(read<BE_24bit>(String<BE_24bit>(), "ABCDEF7"), "11259375|7");
   BE_long bl;
-  bl = -1L;
   BE_24bit b24;
+  bl = -1L;
   b24 = 0xFF0ABCDEUL;
   EXPECT_EQ(written(String<BE_long>(), bl) + written(String<BE_24bit>(), b24) +
                 written(String<BE_ulong>(), BE_ulong{{0, 0, 1, 2}}) + written(us, BE_ushort{{0, 0x1F}}),
@@ -92,7 +81,7 @@ TEST(Formatter, ValueTablesWriteNamesAndReadThemBack) {
   s = over("  medium x");  // any name of a value; the word ends at white space
   EXPECT_TRUE(f.Read(*s, l));
   EXPECT_EQ(l, Level::MID);
-  EXPECT_STREQ(static_cast<const char*>(*s), "x");
+  EXPECT_EQ(rest(*s), "x");
   l = Level::HIGH;  // failures below leave it
   for (const char* bad : {"purple", "INVALID(7)x", "INVALID(", "INVALID(-1)"}) {
     s = over(bad);
@@ -112,27 +101,22 @@ TEST(Formatter, ValueTablesWriteNamesAndReadThemBack) {
 }
 
 TEST(Formatter, TimesRoundTripInUtc) {
-  const time_t leap_day = 1709211909;  // 2024-02-29 13:05:09 UTC
-  const time_t midnight = 1709164800;
+  const time_t leap_day = 1709211909, midnight = 1709164800;  // 2024-02-29 13:05:09 and 00:00:00 UTC
   const struct {
     TIME_MODE mode;
     const char* text;
     time_t read_back;  // the fields not shown are those of 1970-01-01 00:00:00
-  } cases[] = {{YYDDMM_HHMMSS, "24-02-29 13:05:09", leap_day},
-               {YYMMDD, "24-02-29", midnight},
-               {HHMMSS, "13:05:09", leap_day - midnight},
-               {HHMM, "13:05", leap_day - midnight - 9}};
+  } cases[] = {{YYDDMM_HHMMSS, "24-02-29 13:05:09", leap_day}, {YYMMDD, "24-02-29", midnight},
+               {HHMMSS, "13:05:09", leap_day - midnight}, {HHMM, "13:05", leap_day - midnight - 9}};
   for (const auto& c : cases) {
     Formatter<time_t> f(c.mode);
-    EXPECT_EQ(written(f, leap_day), c.text);
-    EXPECT_EQ(read<time_t>(f, c.text), std::to_string(c.read_back) + "|");
+    EXPECT_EQ(written(f, leap_day) + "|" + read<time_t>(f, c.text), c.text + ("|" + std::to_string(c.read_back) + "|"));
     EXPECT_EQ(written(f, c.read_back), c.text);
   }
-  Formatter<time_t> date(YYMMDD);
-  EXPECT_EQ(read<time_t>(date, "69-01-01"), "-31536000|");
-  EXPECT_EQ(written(date, static_cast<time_t>(-31536000)), "69-01-01");
-  EXPECT_EQ(read<time_t>(date, "68-12-31 x").substr(0, 11), "3124137600|");
-  EXPECT_EQ(read<time_t>(date, "24-13-01"), "!Time field out of range: 13");
-  EXPECT_EQ(read<time_t>(Formatter<time_t>(HHMM), "24:00"), "!Time field out of range: 24");
-  EXPECT_EQ(read<time_t>(Formatter<time_t>(HHMM), "1305"), "!Prefix mismatch: want \":\", had \"05\"");
+  Formatter<time_t> date(YYMMDD), hhmm(HHMM);
+  EXPECT_EQ(read<time_t>(date, "69-01-01") + written(date, static_cast<time_t>(-31536000)), "-31536000|69-01-01");
+  EXPECT_EQ(read<time_t>(date, "68-12-31 x"), "3124137600| x");
+  EXPECT_EQ(read<time_t>(date, "24-13-01") + read<time_t>(hhmm, "24:00"),
+            "!Time field out of range: 13!Time field out of range: 24");
+  EXPECT_EQ(read<time_t>(hhmm, "1305"), "!Prefix mismatch: want \":\", had \"05\"");
 }

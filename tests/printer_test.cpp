@@ -40,23 +40,20 @@ TEST(XmlString, NeedGrowsToExactlyOneMoreAndSharesTheCore) {
   EXPECT_EQ(std::memcmp(s.Buf(), "abcd", 4), 0);
   EXPECT_EQ(shared.Buf(), s.Buf());  // every holder sees the reallocation
   EXPECT_EQ(shared.Len(), 5u);
-  xmlString copy(reinterpret_cast<const xmlChar*>("text"));
-  shared = copy;  // rebinds; s keeps its own core
-  shared = reinterpret_cast<const xmlChar*>("other");
+  shared = reinterpret_cast<const xmlChar*>("other");  // rebinds; s keeps its core
   EXPECT_STREQ(static_cast<const char*>(shared), "other");
-  EXPECT_STREQ(static_cast<const char*>(copy), "text");
+  EXPECT_EQ(s.Len(), 5u);
 }
 
 TEST(Printer, Numbers) {
   const std::pair<std::string, std::string> cases[] = {
       {printed(255L, "%d"), "255"},        {printed(255L, "%04X"), "00FF"},
-      {printed(255L, "%2X"), "FF"},        {printed(0x1234L, "%2X"), "1234"},
-      {printed(-1, "%X"), "FFFFFFFF"},     {printed(short(-2), "%X"), "FFFE"},
-      {printed(char(-2), "%x"), "FE"},     {printed((unsigned char)0, "%d"), "0"},
+      {printed(0x1234L, "%2X"), "1234"},   {printed(0, "%X"), "0"},
+      {printed(0, "%3X"), "000"},          {printed(-1, "%X"), "FFFFFFFF"},
+      {printed(short(-2), "%X"), "FFFE"},  {printed(char(-2), "%x"), "FE"},
       {printed('A', "%d"), "65"},          {printed('A', "%X"), "41"},
       {printed(-7, "%3d"), "-07"},         {printed(42, "%4d"), "0042"},
       {printed(7, "INVALID(%d)"), "INVALID(7)"}, {printed(7, "%%%d%%"), "%7%%"},
-      {printed(-2147483647L - 1, "%d"), "-2147483648"},
       {printed(char(CHAR_MIN), "%d"), std::to_string(CHAR_MIN)},
       {printed(-2.345, "%6.2d"), "-02.35"}, {printed(0.999, "%.2d"), "1.00"},
       {printed(1.5, "%d"), "2"},           {printed(-2.5, "%d"), "-3"},
@@ -66,22 +63,16 @@ TEST(Printer, Numbers) {
   };
   for (const auto& c : cases) EXPECT_EQ(c.first, c.second);
 
-  // Extremes of every width agree with the C library.
+  // Extremes agree with the C library; doubles of any size keep room for the
+  // terminator.
   char expect[100];
-  for (long v : {LONG_MIN, LONG_MAX, 0L, -1L, 1000000007L}) {
-    snprintf(expect, sizeof expect, "%ld|%lX", v, static_cast<unsigned long>(v));
-    Printer p(0);
-    EXPECT_STREQ(static_cast<const char*>(p.Print(v, format_info("%d|")).Print(v, format_info("%X"))), expect);
-  }
-  snprintf(expect, sizeof expect, "%lu %hd %hu %u", ULONG_MAX, SHRT_MIN, USHRT_MAX, UINT_MAX);
+  snprintf(expect, sizeof expect, "%ld %lX %lu %u", LONG_MIN, static_cast<unsigned long>(LONG_MIN), ULONG_MAX, UINT_MAX);
   Printer p(0);
   format_info spaced("%d ");
-  p.Print(ULONG_MAX, spaced).Print(short(SHRT_MIN), spaced).Print((unsigned short)USHRT_MAX, spaced);
-  EXPECT_STREQ(static_cast<const char*>(p.Print(UINT_MAX, format_info("%d"))), expect);
-
+  p.Print(LONG_MIN, spaced).Print(LONG_MIN, format_info("%X ")).Print(ULONG_MAX, spaced).Print(UINT_MAX, format_info("%d"));
+  EXPECT_STREQ(static_cast<const char*>(p), expect);
   std::string max = printed(-std::numeric_limits<double>::max(), "%.3d");
-  EXPECT_EQ(max.size(), 1u + 309u + 4u);
-  EXPECT_EQ(max.substr(0, 4), "-179");
+  EXPECT_EQ(std::to_string(max.size()) + max.substr(0, 4), "314-179");
   EXPECT_EQ(printed(1.0 / 3.0, "%.400d").substr(0, 8), "0.333333");
 }
 
@@ -94,20 +85,15 @@ TEST(Printer, BlocksTextsAndBigEndianFields) {
   p.Print(static_cast<const char*>(nullptr), format_info("<%d>")).Print("t", format_info("<%d>"));
   p.Print(reinterpret_cast<const xmlChar*>("|")).Invalid(7);
   EXPECT_STREQ(static_cast<const char*>(p), "01:02:abwxy<NULL>t|INVALID(7)");
-
+  // Fields print as their native value; hexadecimal shows the field's own width.
   BE_long bl;
-  bl = -1L;
   BE_short bs;
-  bs = short(-2);
-  BE_24bit b24;
-  b24 = 0xFF0ABCDEUL;
-  BE_ushort us;
-  us = 0x1F;
   BE_ulong ul;
+  bl = -1L;
+  bs = short(-2);
   ul = 0xDEADBEEFUL;
-  EXPECT_EQ(printed(bl, "%08X") + printed(bl, " %d"), "FFFFFFFF -1");
-  EXPECT_EQ(printed(bs, "%04X") + printed(bs, " %d"), "FFFE -2");
-  EXPECT_EQ(printed(b24, "%06X") + printed(us, " %04X") + printed(ul, " %d"), "0ABCDE 001F 3735928559");
+  EXPECT_EQ(printed(bl, "%X") + printed(bl, " %d") + printed(bs, " %X") + printed(bs, " %d") + printed(ul, " %d"),
+            "FFFFFFFF -1 FFFE -2 3735928559");
 }
 
 TEST(Printer, BufferGrowsLinearlyAndNeverOverflows) {

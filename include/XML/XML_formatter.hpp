@@ -89,7 +89,7 @@ class Scanner {
   Scanner(xmlAttrPtr attr);
   ~Scanner();
 
-  const char* Error_msg() { return error_msg; }
+  const char* Error_msg() const { return error_msg; }
   // Records a printf-style message, cut at strlen(format) + 100 bytes; the
   // previous message may be one of the arguments. Always returns false.
   bool Error(const char* format, ...) __attribute__((format(printf, 2, 3)));
@@ -120,12 +120,12 @@ class Scanner {
   // Reads "INVALID(n)"; the result is meaningful only when ok is true.
   unsigned int Invalid(bool& ok);
   // True when non-white text remains at the cursor.
-  bool More();
+  bool More() const;
   // Moves the cursor to the end of the text.
   void Consume();
 
-  operator const xmlChar*() { return ptr; }
-  operator const char*() { return reinterpret_cast<const char*>(ptr); }
+  operator const xmlChar*() const { return ptr; }
+  operator const char*() const { return reinterpret_cast<const char*>(ptr); }
   xmlChar* Save() { return ptr; }
   // Makes position (from Save() on this scanner) the cursor; returns the
   // cursor as it was.
@@ -202,9 +202,9 @@ class Printer : public xmlString {
   void Reset();
 
  private:
-  size_t Space() { return Len() - index; }
+  size_t Space() const { return Len() - index; }
   xmlChar* Ptr() { return Buf() + index; }
-  void Grow(size_t n);
+  void Grow(size_t n) __attribute__((cold));
   void String(const char* s, size_t n);
   void Insert(char c) { Buf()[index++] = static_cast<xmlChar>(c); }
   void Insert(xmlChar c) { Buf()[index++] = c; }

@@ -74,7 +74,7 @@ class xmlString {
   operator const char*() const { return reinterpret_cast<const char*>(core->buf); }
 
   // The capacity in bytes, not the length of any text in the buffer.
-  size_t Len() { return core->len; }
+  size_t Len() const { return core->len; }
   xmlChar* Buf() { return core->buf; }
 
   // Makes sure the buffer has more than n bytes: when it has n or fewer, it is
