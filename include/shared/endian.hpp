@@ -16,6 +16,21 @@
 #define PACKED_STRUCT struct __attribute__((packed))
 #define PACKED_UNION union __attribute__((packed))
 
+// The byte order shared by the two four-byte fields.
+namespace be_bytes {
+inline void Store32(unsigned char* bytes, unsigned long x) {
+  bytes[0] = static_cast<unsigned char>(x >> 24);
+  bytes[1] = static_cast<unsigned char>(x >> 16);
+  bytes[2] = static_cast<unsigned char>(x >> 8);
+  bytes[3] = static_cast<unsigned char>(x);
+}
+inline unsigned long Load32(const unsigned char* bytes) {
+  return static_cast<unsigned long>(bytes[0]) << 24 |
+         static_cast<unsigned long>(bytes[1]) << 16 |
+         static_cast<unsigned long>(bytes[2]) << 8 | bytes[3];
+}
+}  // namespace be_bytes
+
 struct BE_ushort {
   unsigned char bytes[2];
 
@@ -33,17 +48,10 @@ struct BE_ulong {
   unsigned char bytes[4];
 
   BE_ulong& operator=(unsigned long x) {
-    bytes[0] = static_cast<unsigned char>(x >> 24);
-    bytes[1] = static_cast<unsigned char>(x >> 16);
-    bytes[2] = static_cast<unsigned char>(x >> 8);
-    bytes[3] = static_cast<unsigned char>(x);
+    be_bytes::Store32(bytes, x);
     return *this;
   }
-  operator unsigned long() const {
-    return static_cast<unsigned long>(bytes[0]) << 24 |
-           static_cast<unsigned long>(bytes[1]) << 16 |
-           static_cast<unsigned long>(bytes[2]) << 8 | bytes[3];
-  }
+  operator unsigned long() const { return be_bytes::Load32(bytes); }
 };
 
 struct BE_short {
@@ -66,17 +74,11 @@ struct BE_long {
   unsigned char bytes[4];
 
   BE_long& operator=(long x) {
-    unsigned long u = static_cast<unsigned long>(x);
-    bytes[0] = static_cast<unsigned char>(u >> 24);
-    bytes[1] = static_cast<unsigned char>(u >> 16);
-    bytes[2] = static_cast<unsigned char>(u >> 8);
-    bytes[3] = static_cast<unsigned char>(u);
+    be_bytes::Store32(bytes, static_cast<unsigned long>(x));
     return *this;
   }
   operator long() const {
-    unsigned long u = static_cast<unsigned long>(bytes[0]) << 24 |
-                      static_cast<unsigned long>(bytes[1]) << 16 |
-                      static_cast<unsigned long>(bytes[2]) << 8 | bytes[3];
+    const unsigned long u = be_bytes::Load32(bytes);
     // Sign-extend from bit 31 without relying on a 32-bit long.
     return (u & 0x80000000UL) ? -static_cast<long>(0xFFFFFFFFUL - u) - 1
                               : static_cast<long>(u);
