@@ -19,37 +19,37 @@ namespace {
 // lookup instead of comparisons keeps the digit loops free of branches that
 // depend on the digits.
 struct Digit_table {
-  unsigned char value[256];
-  constexpr Digit_table() : value() {
-    for (int c = 0; c < 256; ++c) value[c] = 0xFF;
-    for (int d = 0; d < 10; ++d) value['0' + d] = static_cast<unsigned char>(d);
-    for (int d = 0; d < 6; ++d) {
-      value['A' + d] = static_cast<unsigned char>(10 + d);
-      value['a' + d] = static_cast<unsigned char>(10 + d);
+    unsigned char value[256];
+    constexpr Digit_table() : value() {
+        for (int c = 0; c < 256; ++c) value[c] = 0xFF;
+        for (int d = 0; d < 10; ++d) value['0' + d] = static_cast<unsigned char>(d);
+        for (int d = 0; d < 6; ++d) {
+            value['A' + d] = static_cast<unsigned char>(10 + d);
+            value['a' + d] = static_cast<unsigned char>(10 + d);
+        }
     }
-  }
 };
 constexpr Digit_table digits;
 
 bool digit_value(xmlChar c, unsigned int radix, int& value) {
-  unsigned int digit = digits.value[c];
-  if (digit >= radix) return false;
-  value = static_cast<int>(digit);
-  return true;
+    unsigned int digit = digits.value[c];
+    if (digit >= radix) return false;
+    value = static_cast<int>(digit);
+    return true;
 }
 
 // The two digits of every number below radix^2, in upper case: the digit
 // routines produce two digits per division.
 template <unsigned int Radix>
 struct Digit_pairs {
-  char text[2 * Radix * Radix];
-  constexpr Digit_pairs() : text() {
-    const char digit[] = "0123456789ABCDEF";
-    for (unsigned int v = 0; v < Radix * Radix; ++v) {
-      text[2 * v] = digit[v / Radix];
-      text[2 * v + 1] = digit[v % Radix];
+    char text[2 * Radix * Radix];
+    constexpr Digit_pairs() : text() {
+        const char digit[] = "0123456789ABCDEF";
+        for (unsigned int v = 0; v < Radix * Radix; ++v) {
+            text[2 * v] = digit[v / Radix];
+            text[2 * v + 1] = digit[v % Radix];
+        }
     }
-  }
 };
 template <unsigned int Radix>
 constexpr Digit_pairs<Radix> digit_pairs;
@@ -58,41 +58,41 @@ constexpr Digit_pairs<Radix> digit_pairs;
 // one digit; returns where the first one is.
 template <unsigned int Radix, class T>
 __attribute__((always_inline)) inline xmlChar* digits_before(xmlChar* end, T number) {
-  using Wide = std::conditional_t<(sizeof(T) < sizeof(unsigned int)), unsigned int, T>;
-  constexpr unsigned int square = Radix * Radix;
-  const char* pairs = digit_pairs<Radix>.text;
-  Wide value = number;
-  for (; value >= square; value /= square) {
-    end -= 2;
-    std::memcpy(end, pairs + 2 * (value % square), 2);
-  }
-  if (value >= Radix) {
-    end -= 2;
-    std::memcpy(end, pairs + 2 * value, 2);
-  } else {
-    *--end = static_cast<xmlChar>(pairs[2 * value + 1]);
-  }
-  return end;
+    using Wide = std::conditional_t<(sizeof(T) < sizeof(unsigned int)), unsigned int, T>;
+    constexpr unsigned int square = Radix * Radix;
+    const char* pairs = digit_pairs<Radix>.text;
+    Wide value = number;
+    for (; value >= square; value /= square) {
+        end -= 2;
+        std::memcpy(end, pairs + 2 * (value % square), 2);
+    }
+    if (value >= Radix) {
+        end -= 2;
+        std::memcpy(end, pairs + 2 * value, 2);
+    } else {
+        *--end = static_cast<xmlChar>(pairs[2 * value + 1]);
+    }
+    return end;
 }
 
 // isspace, without the library call for the common characters.
 bool is_space(xmlChar c) {
-  if (c == ' ') return true;
-  if ((c > ' ' && c < 0x7F) || c == 0) return false;
-  return std::isspace(c) != 0;
+    if (c == ' ') return true;
+    if ((c > ' ' && c < 0x7F) || c == 0) return false;
+    return std::isspace(c) != 0;
 }
 
 __attribute__((noinline)) xmlChar* skip_any_space(xmlChar* p) {
-  while (is_space(*p)) ++p;
-  return p;
+    while (is_space(*p)) ++p;
+    return p;
 }
 
 // Steps over white space: blanks inline, anything else that may be white space
 // out of line, so that a numeric read makes no call on its common path.
 inline xmlChar* skip_space(xmlChar* p) {
-  while (*p == ' ') ++p;
-  if (__builtin_expect(*p < ' ' || *p >= 0x7F, 0) && *p) p = skip_any_space(p);
-  return p;
+    while (*p == ' ') ++p;
+    if (__builtin_expect(*p < ' ' || *p >= 0x7F, 0) && *p) p = skip_any_space(p);
+    return p;
 }
 
 // a + b, or SIZE_MAX when the sum does not fit (the allocation then fails).
@@ -101,9 +101,9 @@ size_t add(size_t a, size_t b) { return a > SIZE_MAX - b ? SIZE_MAX : a + b; }
 // The text of the reader's current node. The reader's string reading gives
 // nothing for a CDATA node, whose content is its value.
 xmlChar* reader_text(xmlTextReaderPtr reader) {
-  xmlChar* text = xmlTextReaderReadString(reader);
-  if (!text && xmlTextReaderNodeType(reader) == XML_READER_TYPE_CDATA) text = xmlTextReaderValue(reader);
-  return text;
+    xmlChar* text = xmlTextReaderReadString(reader);
+    if (!text && xmlTextReaderNodeType(reader) == XML_READER_TYPE_CDATA) text = xmlTextReaderValue(reader);
+    return text;
 }
 
 }  // namespace
@@ -127,7 +127,7 @@ format_info::format_info(const char* fmt)
       suffix_len(0),
       suffix_is_whitespace(false),
       dump_size(NONE) {
-  Prechew(fmt);
+    Prechew(fmt);
 }
 
 format_info::format_info(const xmlChar* fmt) : format_info(reinterpret_cast<const char*>(fmt)) {}
@@ -135,64 +135,78 @@ format_info::format_info(const xmlChar* fmt) : format_info(reinterpret_cast<cons
 format_info::~format_info() { delete[] prefix; }
 
 void format_info::Prechew(const char* fmt) {
-  if (!fmt) return;
-  format = fmt;
-  const char* p = fmt;
+    if (!fmt) return;
+    format = fmt;
+    const char* p = fmt;
 
-  size_t count = 0;
-  for (; *p && !(p[0] == '%' && p[1] != '%'); p += (*p == '%') ? 2 : 1) ++count;
-  if (count) {
-    char* text = new char[count + 1];
-    for (size_t i = 0, j = 0; i < count; ++i, ++j) {
-      text[i] = fmt[j];
-      if (fmt[j] == '%') ++j;
+    size_t count = 0;
+    for (; *p && !(p[0] == '%' && p[1] != '%'); p += (*p == '%') ? 2 : 1) ++count;
+    if (count) {
+        char* text = new char[count + 1];
+        for (size_t i = 0, j = 0; i < count; ++i, ++j) {
+            text[i] = fmt[j];
+            if (fmt[j] == '%') ++j;
+        }
+        text[count] = '\0';
+        prefix = text;
+        prefix_len = count;
     }
-    text[count] = '\0';
-    prefix = text;
-    prefix_len = count;
-  }
 
-  if (*p == '%') {
-    ++p;
-    if (*p == '0') {
-      zero_pad = true;
-      ++p;
+    if (*p == '%') {
+        ++p;
+        if (*p == '0') {
+            zero_pad = true;
+            ++p;
+        }
+        int digit;
+        for (; dec_to_value(*p, digit); ++p) width = width * 10 + digit;
+        if (*p == '.') {
+            ++p;
+            for (; dec_to_value(*p, digit); ++p) prec = prec * 10 + digit;
+        }
+        switch (*p) {
+            case 'B':
+            case 'b':
+                hex = true;
+                dump_size = BYTE;
+                ++p;
+                break;
+            case 'D':
+            case 'd': ++p; break;
+            case 'S':
+            case 's':
+                dump_size = CHARS;
+                ++p;
+                break;
+            case 'X':
+            case 'x':
+                hex = true;
+                ++p;
+                break;
+            default: break;
+        }
     }
-    int digit;
-    for (; dec_to_value(*p, digit); ++p) width = width * 10 + digit;
-    if (*p == '.') {
-      ++p;
-      for (; dec_to_value(*p, digit); ++p) prec = prec * 10 + digit;
-    }
-    switch (*p) {
-      case 'B': case 'b': hex = true; dump_size = BYTE; ++p; break;
-      case 'D': case 'd': ++p; break;
-      case 'S': case 's': dump_size = CHARS; ++p; break;
-      case 'X': case 'x': hex = true; ++p; break;
-      default: break;
-    }
-  }
 
-  if (*p) {
-    suffix = p;
-    suffix_len = std::strlen(p);
-    suffix_is_whitespace = true;
-    for (const char* s = p; *s; ++s)
-      if (!is_space(static_cast<xmlChar>(*s))) suffix_is_whitespace = false;
-  }
+    if (*p) {
+        suffix = p;
+        suffix_len = std::strlen(p);
+        suffix_is_whitespace = true;
+        for (const char* s = p; *s; ++s)
+            if (!is_space(static_cast<xmlChar>(*s))) suffix_is_whitespace = false;
+    }
 }
 
 void format_info::Dump() const {
-  fflush(stdout);
-  if (format)
-    fprintf(stderr, "Format_info(%p) - \"%s\"\n", static_cast<const void*>(this), format);
-  else
-    fprintf(stderr, "Format_info(%p) - (null)\n", static_cast<const void*>(this));
-  fprintf(stderr, " prefix = \"%s\" %d chars\n", prefix ? prefix : "", static_cast<int>(prefix_len));
-  if (zero_pad) fprintf(stderr, " zero pad\n");
-  fprintf(stderr, " width %d, prec %d\n", static_cast<int>(width), static_cast<int>(prec));
-  if (hex) fprintf(stderr, " hex\n");
-  fprintf(stderr, " suffix = \"%s\" %d chars\n", suffix ? suffix : "", static_cast<int>(suffix_len));
+    fflush(stdout);
+    if (format)
+        fprintf(stderr, "Format_info(%p) - \"%s\"\n", static_cast<const void*>(this), format);
+    else
+        fprintf(stderr, "Format_info(%p) - (null)\n", static_cast<const void*>(this));
+    fprintf(stderr, " prefix = \"%s\" %d chars\n", prefix ? prefix : "", static_cast<int>(prefix_len));
+    if (zero_pad) fprintf(stderr, " zero pad\n");
+    fprintf(stderr, " width %d, prec %d\n", static_cast<int>(width), static_cast<int>(prec));
+    if (hex) fprintf(stderr, " hex\n");
+    fprintf(stderr, " suffix = \"%s\" %d chars\n", suffix ? suffix : "", static_cast<int>(suffix_len));
 }
 
 // ---- Scanner -----------------------------------------------------------------
@@ -205,189 +219,194 @@ Scanner::Scanner(xmlAttrPtr attr)
     : buff(xmlNodeGetContent(reinterpret_cast<xmlNodePtr>(attr))), ptr(buff), error_msg(nullptr) {}
 
 Scanner::~Scanner() {
-  if (buff) xmlFree(buff);
-  delete[] error_msg;
+    if (buff) xmlFree(buff);
+    delete[] error_msg;
 }
 
 bool Scanner::Error(const char* format, ...) {
-  size_t size = std::strlen(format) + 100;
-  char* message = new char[size];
-  va_list args;
-  va_start(args, format);
-  vsnprintf(message, size, format, args);
-  va_end(args);
-  delete[] error_msg;
-  error_msg = message;
-  return false;
+    size_t size = std::strlen(format) + 100;
+    char* message = new char[size];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(message, size, format, args);
+    va_end(args);
+    delete[] error_msg;
+    error_msg = message;
+    return false;
 }
 
 const xmlChar* Scanner::BiteOffString() {
-  if (!buff) return nullptr;
-  xmlChar* word = ptr;
-  while (*ptr && !is_space(*ptr)) ++ptr;
-  xmlChar* end = ptr;
-  if (*ptr) *ptr++ = '\0';
-  return end == word ? nullptr : word;
+    if (!buff) return nullptr;
+    xmlChar* word = ptr;
+    while (*ptr && !is_space(*ptr)) ++ptr;
+    xmlChar* end = ptr;
+    if (*ptr) *ptr++ = '\0';
+    return end == word ? nullptr : word;
 }
 
 unsigned int Scanner::Invalid(bool& ok) {
-  unsigned int value = 0;
-  ok = Scan(value, format_info::invalid);
-  return value;
+    unsigned int value = 0;
+    ok = Scan(value, format_info::invalid);
+    return value;
 }
 
 bool Scanner::More() const { return ptr && *skip_space(ptr); }
 
 void Scanner::Consume() {
-  if (ptr) ptr += std::strlen(reinterpret_cast<const char*>(ptr));
+    if (ptr) ptr += std::strlen(reinterpret_cast<const char*>(ptr));
 }
 
 xmlChar* Scanner::Reset(xmlChar* position) {
-  xmlChar* previous = ptr;
-  ptr = position;
-  return previous;
+    xmlChar* previous = ptr;
+    ptr = position;
+    return previous;
 }
 
 // The steps of a numeric read are inline so that each read compiles into one
 // function; they work on a local copy of the cursor, which the compiler can
 // keep in a register (the text bytes could otherwise alias it).
 inline bool Scanner::Prefix(const format_info& fi) {
-  if (!ptr || !*ptr) return Error("No prefix found");
-  xmlChar* start = ptr;
-  xmlChar* p = skip_space(ptr);
-  ptr = p;
-  if (!*p) return Error("No prefix found");
-  if (!fi.prefix) return true;
-  for (const char* want = fi.prefix; *want; ++want, ++p) {
-    if (*p != static_cast<xmlChar>(*want)) {
-      ptr = p;
-      return Error("Prefix mismatch: want \"%s\", had \"%s\"", fi.prefix, reinterpret_cast<const char*>(start));
+    if (!ptr || !*ptr) return Error("No prefix found");
+    xmlChar* start = ptr;
+    xmlChar* p = skip_space(ptr);
+    ptr = p;
+    if (!*p) return Error("No prefix found");
+    if (!fi.prefix) return true;
+    for (const char* want = fi.prefix; *want; ++want, ++p) {
+        if (*p != static_cast<xmlChar>(*want)) {
+            ptr = p;
+            return Error("Prefix mismatch: want \"%s\", had \"%s\"", fi.prefix,
+                         reinterpret_cast<const char*>(start));
+        }
     }
-  }
-  ptr = p;
-  return true;
+    ptr = p;
+    return true;
 }
 
 inline bool Scanner::Suffix(const format_info& fi) {
-  if (!fi.suffix) return true;
-  if (fi.suffix_is_whitespace) {
-    ptr = skip_space(ptr);
-    return true;
-  }
-  xmlChar* start = ptr;
-  xmlChar* p = ptr;
-  for (size_t i = 0; i < fi.suffix_len; ++i, ++p) {
-    if (*p != static_cast<xmlChar>(fi.suffix[i])) {
-      ptr = p;
-      return Error("suffix mismatch: had \"%s\", want \"%s\"", reinterpret_cast<const char*>(start), fi.suffix);
+    if (!fi.suffix) return true;
+    if (fi.suffix_is_whitespace) {
+        ptr = skip_space(ptr);
+        return true;
     }
-  }
-  ptr = p;
-  return true;
+    xmlChar* start = ptr;
+    xmlChar* p = ptr;
+    for (size_t i = 0; i < fi.suffix_len; ++i, ++p) {
+        if (*p != static_cast<xmlChar>(fi.suffix[i])) {
+            ptr = p;
+            return Error("suffix mismatch: had \"%s\", want \"%s\"", reinterpret_cast<const char*>(start),
+                         fi.suffix);
+        }
+    }
+    ptr = p;
+    return true;
 }
 
 // Digits of an unsigned integer type, accumulated modulo 2^bits of the type.
 template <class T>
 inline bool Scanner::Read(T& value, const format_info& fi) {
-  static_assert(std::is_unsigned_v<T>, "integers are accumulated unsigned");
-  xmlChar* p = ptr;
-  unsigned int radix = fi.hex ? 16 : 10;
-  if (p[0] == '0' && (p[1] == 'x' || p[1] == 'X')) {
-    p += 2;
-    radix = 16;
-  }
-  unsigned int limit = fi.width;
-  if (!limit) {
-    if (sizeof(T) == 1) limit = radix == 16 ? 2 : 3;
-    else if (sizeof(T) == 2) limit = radix == 16 ? 4 : 6;
-    else limit = radix == 16 ? 8 : 12;
-  }
-  int digit;
-  if (!digit_value(*p, radix, digit)) {
-    ptr = *p ? p + 1 : p;
-    return *p ? Error("Bad character '%c'", *p) : Error("Empty value");
-  }
-  T accumulated = 0;
-  unsigned int taken = 0;
-  do {
-    accumulated = static_cast<T>(accumulated * radix + static_cast<unsigned int>(digit));
-    ++p;
-    ++taken;
-  } while (taken < limit && digit_value(*p, radix, digit));
-  ptr = p;
-  value = accumulated;
-  return true;
+    static_assert(std::is_unsigned_v<T>, "integers are accumulated unsigned");
+    xmlChar* p = ptr;
+    unsigned int radix = fi.hex ? 16 : 10;
+    if (p[0] == '0' && (p[1] == 'x' || p[1] == 'X')) {
+        p += 2;
+        radix = 16;
+    }
+    unsigned int limit = fi.width;
+    if (!limit) {
+        if (sizeof(T) == 1)
+            limit = radix == 16 ? 2 : 3;
+        else if (sizeof(T) == 2)
+            limit = radix == 16 ? 4 : 6;
+        else
+            limit = radix == 16 ? 8 : 12;
+    }
+    int digit;
+    if (!digit_value(*p, radix, digit)) {
+        ptr = *p ? p + 1 : p;
+        return *p ? Error("Bad character '%c'", *p) : Error("Empty value");
+    }
+    T accumulated = 0;
+    unsigned int taken = 0;
+    do {
+        accumulated = static_cast<T>(accumulated * radix + static_cast<unsigned int>(digit));
+        ++p;
+        ++taken;
+    } while (taken < limit && digit_value(*p, radix, digit));
+    ptr = p;
+    value = accumulated;
+    return true;
 }
 
 // Decimal digits of a double: no exponent, no "0x"; the limit counts the
 // decimal point.
 template <>
 bool Scanner::Read<double>(double& value, const format_info& fi) {
-  xmlChar* p = ptr;
-  unsigned int limit = fi.width ? fi.width : 30;
-  int digit;
-  if (*p != '.' && !digit_value(*p, 10, digit)) {
-    ptr = *p ? p + 1 : p;
-    return *p ? Error("Bad character '%c'", *p) : Error("Empty value");
-  }
-  double accumulated = 0;
-  unsigned int taken = 0;
-  for (; taken < limit && digit_value(*p, 10, digit); ++p, ++taken) accumulated = accumulated * 10 + digit;
-  if (taken < limit && *p == '.') {
-    ++p;
-    ++taken;
-    double scale = 0.1;
-    for (; taken < limit && digit_value(*p, 10, digit); ++p, ++taken) {
-      accumulated += digit * scale;
-      scale *= 0.1;
+    xmlChar* p = ptr;
+    unsigned int limit = fi.width ? fi.width : 30;
+    int digit;
+    if (*p != '.' && !digit_value(*p, 10, digit)) {
+        ptr = *p ? p + 1 : p;
+        return *p ? Error("Bad character '%c'", *p) : Error("Empty value");
     }
-  }
-  ptr = p;
-  value = accumulated;
-  return true;
+    double accumulated = 0;
+    unsigned int taken = 0;
+    for (; taken < limit && digit_value(*p, 10, digit); ++p, ++taken) accumulated = accumulated * 10 + digit;
+    if (taken < limit && *p == '.') {
+        ++p;
+        ++taken;
+        double scale = 0.1;
+        for (; taken < limit && digit_value(*p, 10, digit); ++p, ++taken) {
+            accumulated += digit * scale;
+            scale *= 0.1;
+        }
+    }
+    ptr = p;
+    value = accumulated;
+    return true;
 }
 
 namespace {
 
 // The magnitude a signed read accumulates, and its negation.
 template <class T>
-using magnitude_t = typename std::conditional_t<std::is_integral_v<T>, std::make_unsigned<T>,
-                                                std::enable_if<true, T>>::type;
+using magnitude_t =
+    typename std::conditional_t<std::is_integral_v<T>, std::make_unsigned<T>, std::enable_if<true, T>>::type;
 
 template <class T>
 T apply_sign(magnitude_t<T> magnitude, bool negative) {
-  if constexpr (std::is_integral_v<T>) {
-    // Negated in the unsigned type: wraps instead of overflowing.
-    return static_cast<T>(negative ? magnitude_t<T>(0) - magnitude : magnitude);
-  } else {
-    return negative ? -magnitude : magnitude;
-  }
+    if constexpr (std::is_integral_v<T>) {
+        // Negated in the unsigned type: wraps instead of overflowing.
+        return static_cast<T>(negative ? magnitude_t<T>(0) - magnitude : magnitude);
+    } else {
+        return negative ? -magnitude : magnitude;
+    }
 }
 
 }  // namespace
 
 template <class T>
 bool Scanner::Read_signed(T& value, const format_info& fi) {
-  if (!Prefix(fi)) return false;
-  bool negative = false;
-  if (*ptr == '+') {
-    ++ptr;
-  } else if (*ptr == '-') {
-    ++ptr;
-    negative = true;
-  }
-  magnitude_t<T> magnitude{};
-  if (!Read(magnitude, fi) || !Suffix(fi)) return false;
-  value = apply_sign<T>(magnitude, negative);
-  return true;
+    if (!Prefix(fi)) return false;
+    bool negative = false;
+    if (*ptr == '+') {
+        ++ptr;
+    } else if (*ptr == '-') {
+        ++ptr;
+        negative = true;
+    }
+    magnitude_t<T> magnitude{};
+    if (!Read(magnitude, fi) || !Suffix(fi)) return false;
+    value = apply_sign<T>(magnitude, negative);
+    return true;
 }
 
 template <class T>
 bool Scanner::Read_unsigned(T& value, const format_info& fi) {
-  T number{};
-  if (!Prefix(fi) || !Read(number, fi) || !Suffix(fi)) return false;
-  value = number;
-  return true;
+    T number{};
+    if (!Prefix(fi) || !Read(number, fi) || !Suffix(fi)) return false;
+    value = number;
+    return true;
 }
 
 bool Scanner::Scan(char& value, const format_info& fi) { return Read_signed(value, fi); }
@@ -406,40 +425,46 @@ namespace {
 // success.
 template <class Native, class Field>
 bool scan_field(Scanner& scanner, Field& value, const format_info& fi) {
-  Native number = 0;
-  if (!scanner.Scan(number, fi)) return false;
-  value = number;
-  return true;
+    Native number = 0;
+    if (!scanner.Scan(number, fi)) return false;
+    value = number;
+    return true;
 }
 
 }  // namespace
 
-bool Scanner::Scan(BE_ushort& value, const format_info& fi) { return scan_field<unsigned short>(*this, value, fi); }
-bool Scanner::Scan(BE_ulong& value, const format_info& fi) { return scan_field<unsigned long>(*this, value, fi); }
+bool Scanner::Scan(BE_ushort& value, const format_info& fi) {
+    return scan_field<unsigned short>(*this, value, fi);
+}
+bool Scanner::Scan(BE_ulong& value, const format_info& fi) {
+    return scan_field<unsigned long>(*this, value, fi);
+}
 bool Scanner::Scan(BE_short& value, const format_info& fi) { return scan_field<short>(*this, value, fi); }
 bool Scanner::Scan(BE_long& value, const format_info& fi) { return scan_field<long>(*this, value, fi); }
-bool Scanner::Scan(BE_24bit& value, const format_info& fi) { return scan_field<unsigned long>(*this, value, fi); }
+bool Scanner::Scan(BE_24bit& value, const format_info& fi) {
+    return scan_field<unsigned long>(*this, value, fi);
+}
 
 bool Scanner::Scan(void* block, size_t size, const format_info& fi) {
-  unsigned char* target = static_cast<unsigned char*>(block);
-  if (fi.dump_size == format_info::CHARS) {
-    if (!size) return true;
-    size_t copied = 0;
-    for (; ptr && *ptr && copied < size - 1; ++copied) target[copied] = *ptr++;
-    target[copied] = '\0';
+    unsigned char* target = static_cast<unsigned char*>(block);
+    if (fi.dump_size == format_info::CHARS) {
+        if (!size) return true;
+        size_t copied = 0;
+        for (; ptr && *ptr && copied < size - 1; ++copied) target[copied] = *ptr++;
+        target[copied] = '\0';
+        return true;
+    }
+    xmlChar* data = ptr;
+    std::unique_ptr<unsigned char[]> bytes(new unsigned char[size]);
+    for (size_t i = 0; i < size; ++i) {
+        xmlChar* item = ptr;
+        if (!Scan(bytes[i], fi))
+            return Error("Cannot read byte %d of %d: %s:Data \"%s\",Item \"%s\"", static_cast<int>(i),
+                         static_cast<int>(size), error_msg, data ? reinterpret_cast<const char*>(data) : "",
+                         item ? reinterpret_cast<const char*>(item) : "");
+    }
+    if (size) std::memcpy(target, bytes.get(), size);
     return true;
-  }
-  xmlChar* data = ptr;
-  std::unique_ptr<unsigned char[]> bytes(new unsigned char[size]);
-  for (size_t i = 0; i < size; ++i) {
-    xmlChar* item = ptr;
-    if (!Scan(bytes[i], fi))
-      return Error("Cannot read byte %d of %d: %s:Data \"%s\",Item \"%s\"", static_cast<int>(i),
-                   static_cast<int>(size), error_msg, data ? reinterpret_cast<const char*>(data) : "",
-                   item ? reinterpret_cast<const char*>(item) : "");
-  }
-  if (size) std::memcpy(target, bytes.get(), size);
-  return true;
 }
 
 // ---- Printer -----------------------------------------------------------------
@@ -447,207 +472,215 @@ bool Scanner::Scan(void* block, size_t size, const format_info& fi) {
 Printer::Printer(size_t size) : xmlString(size ? size : 100), index(0) {}
 
 Printer::operator const xmlChar*() {
-  Buf()[index] = '\0';
-  return Buf();
+    Buf()[index] = '\0';
+    return Buf();
 }
 
 Printer::operator const char*() { return reinterpret_cast<const char*>(static_cast<const xmlChar*>(*this)); }
 
 void Printer::Grow(size_t n) {
-  if (n >= SIZE_MAX - Len()) throw std::bad_alloc();
-  Need(Len() + n);
+    if (n >= SIZE_MAX - Len()) throw std::bad_alloc();
+    Need(Len() + n);
 }
 
 // The steps of printing a value are inline so that each Print compiles into
 // one function.
 inline void Printer::Reserve(size_t needed, size_t request) {
-  if (Space() < needed) Grow(request);
+    if (Space() < needed) Grow(request);
 }
 
 inline void Printer::String(const char* s, size_t n) {
-  if (!n || !s) return;
-  if (Space() <= n) Grow(n);
-  std::memcpy(Ptr(), s, n);
-  index += n;
+    if (!n || !s) return;
+    if (Space() <= n) Grow(n);
+    std::memcpy(Ptr(), s, n);
+    index += n;
 }
 
 inline void Printer::Intro(const format_info& fi) {
-  size_t estimate = fi.Estimate();
-  if (Space() <= estimate) Grow(add(estimate, 20));
-  String(fi.prefix, fi.prefix_len);
+    size_t estimate = fi.Estimate();
+    if (Space() <= estimate) Grow(add(estimate, 20));
+    String(fi.prefix, fi.prefix_len);
 }
 
 // Fills the width with '0' up to written characters.
 inline void Printer::Put_zeros(size_t written, const format_info& fi) {
-  if (written >= fi.width) return;
-  size_t n = fi.width - written;
-  std::memset(Ptr(), '0', n);
-  index += n;
+    if (written >= fi.width) return;
+    size_t n = fi.width - written;
+    std::memset(Ptr(), '0', n);
+    index += n;
 }
 
 template <class T>
 inline void Printer::Format_hex(T value, const format_info& fi) {
-  static_assert(std::is_unsigned_v<T>, "hex prints the unsigned bits");
-  // The number of hex digits, at least 1.
-  unsigned int n = (std::numeric_limits<unsigned long long>::digits + 3 - __builtin_clzll(value | 1u)) / 4;
-  size_t total = fi.width > n ? fi.width : n;
-  // One more byte than the digits, so that the terminator still fits.
-  Reserve(add(total, 1), add(total, 20));
-  xmlChar* out = Ptr();
-  // A plain loop: the fill is mostly empty, where a library call would cost
-  // more than the digits.
-  for (xmlChar* zero = out; zero < out + (total - n); ++zero) *zero = '0';
-  digits_before<16>(out + total, value);
-  index += total;
+    static_assert(std::is_unsigned_v<T>, "hex prints the unsigned bits");
+    // The number of hex digits, at least 1.
+    unsigned int n = (std::numeric_limits<unsigned long long>::digits + 3 - __builtin_clzll(value | 1u)) / 4;
+    size_t total = fi.width > n ? fi.width : n;
+    // One more byte than the digits, so that the terminator still fits.
+    Reserve(add(total, 1), add(total, 20));
+    xmlChar* out = Ptr();
+    // A plain loop: the fill is mostly empty, where a library call would cost
+    // more than the digits.
+    for (xmlChar* zero = out; zero < out + (total - n); ++zero) *zero = '0';
+    digits_before<16>(out + total, value);
+    index += total;
 }
 
 // Digits are produced least significant first in the spare room at the far end
 // of the buffer, then copied forward after the zero fill.
 template <class T>
 inline void Printer::Put_decimal(T magnitude, size_t written, const format_info& fi) {
-  xmlChar* end = Buf() + Len();
-  xmlChar* first = digits_before<10>(end, magnitude);
-  size_t count = static_cast<size_t>(end - first);
-  Put_zeros(written + count, fi);
-  std::memcpy(Ptr(), first, count);
-  index += count;
+    xmlChar* end = Buf() + Len();
+    xmlChar* first = digits_before<10>(end, magnitude);
+    size_t count = static_cast<size_t>(end - first);
+    Put_zeros(written + count, fi);
+    std::memcpy(Ptr(), first, count);
+    index += count;
 }
 
 template <class T>
 inline void Printer::Format_decimal(T value, const format_info& fi) {
-  using U = std::make_unsigned_t<T>;
-  Reserve(add(fi.width, 50), add(fi.width, 50));
-  U magnitude = static_cast<U>(value);
-  if (value < 0) {
-    Insert('-');
-    magnitude = static_cast<U>(U(0) - magnitude);
-  }
-  Put_decimal(magnitude, value < 0 ? 1 : 0, fi);
+    using U = std::make_unsigned_t<T>;
+    Reserve(add(fi.width, 50), add(fi.width, 50));
+    U magnitude = static_cast<U>(value);
+    if (value < 0) {
+        Insert('-');
+        magnitude = static_cast<U>(U(0) - magnitude);
+    }
+    Put_decimal(magnitude, value < 0 ? 1 : 0, fi);
 }
 
 template <class T>
 inline void Printer::Format_unsigned(T value, const format_info& fi) {
-  Reserve(add(fi.width, 50), add(fi.width, 50));
-  Put_decimal(value, 0, fi);
+    Reserve(add(fi.width, 50), add(fi.width, 50));
+    Put_decimal(value, 0, fi);
 }
 
 // Forced inline into every Print overload: a call here would cost about as
 // much as the digits of a short number.
 template <class T>
 __attribute__((always_inline)) inline Printer& Printer::Print_integer(T value, const format_info& fi) {
-  Intro(fi);
-  if (fi.hex)
-    Format_hex(static_cast<std::make_unsigned_t<T>>(value), fi);
-  else if constexpr (std::is_signed_v<T>)
-    Format_decimal(value, fi);
-  else
-    Format_unsigned(value, fi);
-  String(fi.suffix, fi.suffix_len);
-  return *this;
+    Intro(fi);
+    if (fi.hex)
+        Format_hex(static_cast<std::make_unsigned_t<T>>(value), fi);
+    else if constexpr (std::is_signed_v<T>)
+        Format_decimal(value, fi);
+    else
+        Format_unsigned(value, fi);
+    String(fi.suffix, fi.suffix_len);
+    return *this;
 }
 
 Printer& Printer::Print(const char& value, const format_info& fi) { return Print_integer(value, fi); }
-Printer& Printer::Print(const unsigned char& value, const format_info& fi) { return Print_integer(value, fi); }
+Printer& Printer::Print(const unsigned char& value, const format_info& fi) {
+    return Print_integer(value, fi);
+}
 Printer& Printer::Print(const short& value, const format_info& fi) { return Print_integer(value, fi); }
-Printer& Printer::Print(const unsigned short& value, const format_info& fi) { return Print_integer(value, fi); }
+Printer& Printer::Print(const unsigned short& value, const format_info& fi) {
+    return Print_integer(value, fi);
+}
 Printer& Printer::Print(const int& value, const format_info& fi) { return Print_integer(value, fi); }
 Printer& Printer::Print(const unsigned int& value, const format_info& fi) { return Print_integer(value, fi); }
 Printer& Printer::Print(const long& value, const format_info& fi) { return Print_integer(value, fi); }
-Printer& Printer::Print(const unsigned long& value, const format_info& fi) { return Print_integer(value, fi); }
+Printer& Printer::Print(const unsigned long& value, const format_info& fi) {
+    return Print_integer(value, fi);
+}
 
 void Printer::Put_non_finite(double value) {
-  if (std::isnan(value))
-    String("nan", 3);
-  else if (value < 0)
-    String("-inf", 4);
-  else
-    String("inf", 3);
+    if (std::isnan(value))
+        String("nan", 3);
+    else if (value < 0)
+        String("-inf", 4);
+    else
+        String("inf", 3);
 }
 
 // Decimal with fi.prec fraction digits, rounded half away from zero.
 Printer& Printer::Print(const double& value, const format_info& fi) {
-  Intro(fi);
-  if (!std::isfinite(value)) {
-    Put_non_finite(value);
+    Intro(fi);
+    if (!std::isfinite(value)) {
+        Put_non_finite(value);
+        String(fi.suffix, fi.suffix_len);
+        return *this;
+    }
+    Reserve(add(fi.width, 50), add(fi.width, 50));
+    size_t written = 0;
+    double magnitude = value;
+    if (value < 0) {
+        Insert('-');
+        written = 1;
+        magnitude = -value;
+    }
+    double half = 0.5;
+    for (unsigned int i = 0; i < fi.prec; ++i) half *= 0.1;
+    double whole;
+    double fraction = std::modf(magnitude + half, &whole);
+
+    // A finite double has at most 309 integer digits.
+    char digits[320];
+    size_t count = 0;
+    do {
+        double rest = std::modf(whole / 10, &whole);
+        digits[count++] = static_cast<char>('0' + static_cast<int>(rest * 10 + 0.5));
+    } while (whole >= 1 && count < sizeof digits);
+
+    size_t decimals = fi.prec ? add(fi.prec, 1) : 0;
+    written += count + decimals;
+    size_t zeros = fi.width > written ? fi.width - written : 0;
+    size_t length = add(add(zeros, count), decimals);
+    Reserve(add(length, 1), add(length, 1));
+    Put_zeros(written, fi);
+    while (count) Insert(digits[--count]);
+    if (fi.prec) {
+        Insert('.');
+        for (unsigned int i = 0; i < fi.prec; ++i) {
+            double digit;
+            fraction = std::modf(fraction * 10, &digit);
+            Insert(static_cast<char>('0' + static_cast<int>(digit)));
+        }
+    }
     String(fi.suffix, fi.suffix_len);
     return *this;
-  }
-  Reserve(add(fi.width, 50), add(fi.width, 50));
-  size_t written = 0;
-  double magnitude = value;
-  if (value < 0) {
-    Insert('-');
-    written = 1;
-    magnitude = -value;
-  }
-  double half = 0.5;
-  for (unsigned int i = 0; i < fi.prec; ++i) half *= 0.1;
-  double whole;
-  double fraction = std::modf(magnitude + half, &whole);
-
-  // A finite double has at most 309 integer digits.
-  char digits[320];
-  size_t count = 0;
-  do {
-    double rest = std::modf(whole / 10, &whole);
-    digits[count++] = static_cast<char>('0' + static_cast<int>(rest * 10 + 0.5));
-  } while (whole >= 1 && count < sizeof digits);
-
-  size_t decimals = fi.prec ? add(fi.prec, 1) : 0;
-  written += count + decimals;
-  size_t zeros = fi.width > written ? fi.width - written : 0;
-  size_t length = add(add(zeros, count), decimals);
-  Reserve(add(length, 1), add(length, 1));
-  Put_zeros(written, fi);
-  while (count) Insert(digits[--count]);
-  if (fi.prec) {
-    Insert('.');
-    for (unsigned int i = 0; i < fi.prec; ++i) {
-      double digit;
-      fraction = std::modf(fraction * 10, &digit);
-      Insert(static_cast<char>('0' + static_cast<int>(digit)));
-    }
-  }
-  String(fi.suffix, fi.suffix_len);
-  return *this;
 }
 
 // The big-endian fields print as their native value; the four-byte signed one
 // shows its 32 bits in hexadecimal whatever the width of long.
-Printer& Printer::Print(const BE_short& value, const format_info& fi) { return Print_integer(short(value), fi); }
+Printer& Printer::Print(const BE_short& value, const format_info& fi) {
+    return Print_integer(short(value), fi);
+}
 Printer& Printer::Print(const BE_long& value, const format_info& fi) {
-  long number = value;
-  if (fi.hex) return Print_integer(static_cast<unsigned long>(number) & 0xFFFFFFFFUL, fi);
-  return Print_integer(number, fi);
+    long number = value;
+    if (fi.hex) return Print_integer(static_cast<unsigned long>(number) & 0xFFFFFFFFUL, fi);
+    return Print_integer(number, fi);
 }
 Printer& Printer::Print(const BE_ushort& value, const format_info& fi) {
-  return Print_integer(static_cast<unsigned short>(value), fi);
+    return Print_integer(static_cast<unsigned short>(value), fi);
 }
 Printer& Printer::Print(const BE_24bit& value, const format_info& fi) {
-  return Print_integer(static_cast<unsigned long>(value), fi);
+    return Print_integer(static_cast<unsigned long>(value), fi);
 }
 Printer& Printer::Print(const BE_ulong& value, const format_info& fi) {
-  return Print_integer(static_cast<unsigned long>(value), fi);
+    return Print_integer(static_cast<unsigned long>(value), fi);
 }
 
 Printer& Printer::Print(const void* block, size_t size, const format_info& fi) {
-  const unsigned char* bytes = static_cast<const unsigned char*>(block);
-  if (fi.dump_size == format_info::CHARS) {
-    if (!size) return *this;
-    const void* nul = std::memchr(bytes, 0, size - 1);
-    String(reinterpret_cast<const char*>(bytes),
-           nul ? static_cast<size_t>(static_cast<const unsigned char*>(nul) - bytes) : size - 1);
+    const unsigned char* bytes = static_cast<const unsigned char*>(block);
+    if (fi.dump_size == format_info::CHARS) {
+        if (!size) return *this;
+        const void* nul = std::memchr(bytes, 0, size - 1);
+        String(reinterpret_cast<const char*>(bytes),
+               nul ? static_cast<size_t>(static_cast<const unsigned char*>(nul) - bytes) : size - 1);
+        return *this;
+    }
+    for (size_t i = 0; i < size; ++i) Print(bytes[i], fi);
     return *this;
-  }
-  for (size_t i = 0; i < size; ++i) Print(bytes[i], fi);
-  return *this;
 }
 
 Printer& Printer::Print(const char* text, const format_info&) { return Print(text ? text : "<NULL>"); }
 
 Printer& Printer::Print(const char* text) {
-  if (text) String(text, std::strlen(text));
-  return *this;
+    if (text) String(text, std::strlen(text));
+    return *this;
 }
 
 Printer& Printer::Print(const xmlChar* text) { return Print(reinterpret_cast<const char*>(text)); }
@@ -655,12 +688,12 @@ Printer& Printer::Print(const xmlChar* text) { return Print(reinterpret_cast<con
 Printer& Printer::Invalid(unsigned long value) { return Print(value, format_info::invalid); }
 
 void Printer::Add_content(xmlNodePtr node) {
-  const xmlChar* text = *this;
-  if (!xmlCheckUTF8(text)) {
-    fflush(stdout);
-    fprintf(stderr, "content err\n");
-  }
-  xmlNodeAddContent(node, text);
+    const xmlChar* text = *this;
+    if (!xmlCheckUTF8(text)) {
+        fflush(stdout);
+        fprintf(stderr, "content err\n");
+    }
+    xmlNodeAddContent(node, text);
 }
 
 void Printer::Reset() { index = 0; }
@@ -696,11 +729,11 @@ namespace {
 // The fields of a time in the order shown, with their mode bits. Stored
 // values are those of struct tm: the year from 1900, the month from 0.
 struct Time_field {
-  unsigned int bit;
-  int std::tm::*member;
-  unsigned int low;   // smallest value in the text
-  unsigned int high;  // largest value in the text
-  bool date;
+    unsigned int bit;
+    int std::tm::*member;
+    unsigned int low;   // smallest value in the text
+    unsigned int high;  // largest value in the text
+    bool date;
 };
 
 const Time_field time_fields[] = {
@@ -715,56 +748,57 @@ const format_info time_digits(":%02d");
 
 // The text of a field from its struct tm value, and back.
 unsigned int shown(const Time_field& field, const std::tm& tm) {
-  int value = tm.*field.member;
-  if (field.member == &std::tm::tm_year) return static_cast<unsigned int>((value % 100 + 100) % 100);
-  if (field.member == &std::tm::tm_mon) return static_cast<unsigned int>(value + 1);
-  return static_cast<unsigned int>(value);
+    int value = tm.*field.member;
+    if (field.member == &std::tm::tm_year) return static_cast<unsigned int>((value % 100 + 100) % 100);
+    if (field.member == &std::tm::tm_mon) return static_cast<unsigned int>(value + 1);
+    return static_cast<unsigned int>(value);
 }
 
 int stored(const Time_field& field, unsigned int text) {
-  int value = static_cast<int>(text);
-  if (field.member == &std::tm::tm_year) return value < 69 ? value + 100 : value;
-  if (field.member == &std::tm::tm_mon) return value - 1;
-  return value;
+    int value = static_cast<int>(text);
+    if (field.member == &std::tm::tm_year) return value < 69 ? value + 100 : value;
+    if (field.member == &std::tm::tm_mon) return value - 1;
+    return value;
 }
 
 // The format of a field: its separator from the previous field shown, if any.
 // Between the date and the time the separator is white space, which every
 // read skips and which is therefore written apart.
 const format_info& field_format(const Time_field& field, const Time_field* previous) {
-  if (!previous || previous->date != field.date) return two_digits;
-  return field.date ? date_digits : time_digits;
+    if (!previous || previous->date != field.date) return two_digits;
+    return field.date ? date_digits : time_digits;
 }
 
 }  // namespace
 
 bool Read_time(Scanner& scanner, TIME_MODE mode, time_t& value) {
-  std::tm tm = {};
-  tm.tm_year = 70;
-  tm.tm_mday = 1;
-  const Time_field* previous = nullptr;
-  for (const Time_field& field : time_fields) {
-    if (!(mode & field.bit)) continue;
-    unsigned int number;
-    if (!scanner.Scan(number, field_format(field, previous))) return false;
-    if (number < field.low || number > field.high) return scanner.Error("Time field out of range: %u", number);
-    tm.*field.member = stored(field, number);
-    previous = &field;
-  }
-  value = timegm(&tm);
-  return true;
+    std::tm tm = {};
+    tm.tm_year = 70;
+    tm.tm_mday = 1;
+    const Time_field* previous = nullptr;
+    for (const Time_field& field : time_fields) {
+        if (!(mode & field.bit)) continue;
+        unsigned int number;
+        if (!scanner.Scan(number, field_format(field, previous))) return false;
+        if (number < field.low || number > field.high)
+            return scanner.Error("Time field out of range: %u", number);
+        tm.*field.member = stored(field, number);
+        previous = &field;
+    }
+    value = timegm(&tm);
+    return true;
 }
 
 void Write_time(Printer& printer, TIME_MODE mode, time_t value) {
-  std::tm tm = {};  // left at zero for a time beyond the years of struct tm
-  gmtime_r(&value, &tm);
-  const Time_field* previous = nullptr;
-  for (const Time_field& field : time_fields) {
-    if (!(mode & field.bit)) continue;
-    if (previous && previous->date != field.date) printer.Print(" ");
-    printer.Print(shown(field, tm), field_format(field, previous));
-    previous = &field;
-  }
+    std::tm tm = {};  // left at zero for a time beyond the years of struct tm
+    gmtime_r(&value, &tm);
+    const Time_field* previous = nullptr;
+    for (const Time_field& field : time_fields) {
+        if (!(mode & field.bit)) continue;
+        if (previous && previous->date != field.date) printer.Print(" ");
+        printer.Print(shown(field, tm), field_format(field, previous));
+        previous = &field;
+    }
 }
 
 }  // namespace Format

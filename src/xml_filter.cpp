@@ -111,8 +111,7 @@ void FilterList::Changed() {
     for (const FilterList* item = head; item; item = item->next) {
         if (item == &sum) continue;
         if (item->num_chan > all.num_chan) all.Resize(item->num_chan);
-        for (size_t channel = 0; channel < item->num_chan; ++channel)
-            sum[channel] |= item->list[channel];
+        for (size_t channel = 0; channel < item->num_chan; ++channel) sum[channel] |= item->list[channel];
     }
     if (all != sum) {
         all = sum;

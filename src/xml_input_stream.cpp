@@ -42,9 +42,7 @@ const char* Name_of(const char* const (&table)[N], int code) {
     return code >= 0 && static_cast<size_t>(code) < N ? table[code] : unknown;
 }
 
-const char* Printable(const char* text) {
-    return text != nullptr ? text : "(null)";
-}
+const char* Printable(const char* text) { return text != nullptr ? text : "(null)"; }
 
 void Fill(Error_info::Node_info& info, xmlNodePtr node) {
     info.valid = true;
@@ -74,11 +72,11 @@ Input_data::Input_data(xmlTextReaderPtr adopted)
     Init();
 }
 
-Input_data::Input_data(int fd, const char* name) : Input_data(xmlReaderForFd(fd, name, nullptr, reader_options)) {}
+Input_data::Input_data(int fd, const char* name)
+    : Input_data(xmlReaderForFd(fd, name, nullptr, reader_options)) {}
 
 Input_data::~Input_data() {
-    if (reader != nullptr)
-        xmlFreeTextReader(reader);
+    if (reader != nullptr) xmlFreeTextReader(reader);
 }
 
 void Input_data::Init() {
@@ -97,28 +95,22 @@ bool Input_data::Reader_init() {
     xmlTextReaderSetParserProp(reader, XML_PARSER_VALIDATE, 1);
     xmlTextReaderSetParserProp(reader, XML_PARSER_SUBST_ENTITIES, 1);
     xmlTextReaderSetParserProp(reader, XML_PARSER_LOADDTD, 1);
-    if (relax_schema == nullptr || xmlTextReaderRelaxNGValidate(reader, relax_schema) != 0)
-        return false;
+    if (relax_schema == nullptr || xmlTextReaderRelaxNGValidate(reader, relax_schema) != 0) return false;
     xmlTextReaderSetParserProp(reader, XML_PARSER_LOADDTD, 0);
     return true;
 }
 
 void Input_data::Set_RelaxNG(const char* schema) {
     relax_schema = schema;
-    if (reader == nullptr || xmlTextReaderReadState(reader) != XML_TEXTREADER_MODE_INITIAL)
-        return;
-    if (schema == nullptr)
-        xmlTextReaderRelaxNGValidate(reader, nullptr);
+    if (reader == nullptr || xmlTextReaderReadState(reader) != XML_TEXTREADER_MODE_INITIAL) return;
+    if (schema == nullptr) xmlTextReaderRelaxNGValidate(reader, nullptr);
     // The schema takes the place of the DTD, which a document may lack.
-    if (Reader_init())
-        xmlTextReaderSetParserProp(reader, XML_PARSER_VALIDATE, 0);
+    if (Reader_init()) xmlTextReaderSetParserProp(reader, XML_PARSER_VALIDATE, 0);
 }
 
 bool Input_data::Expand() {
-    if (reader == nullptr)
-        return false;
-    if (log_processing)
-        Trace("xmlTextReaderExpand");
+    if (reader == nullptr) return false;
+    if (log_processing) Trace("xmlTextReaderExpand");
     error_state = false;
     return xmlTextReaderExpand(reader) != nullptr && !error_state;
 }
@@ -139,8 +131,8 @@ void Input_data::Error_handler_entry(void* input, const char* msg, xmlParserSeve
     static_cast<Input_data*>(input)->Report(msg, severity, locator);
 }
 
-void Input_data::Error_handler(const char* format, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator,
-                               ...) {
+void Input_data::Error_handler(const char* format, xmlParserSeverities severity,
+                               xmlTextReaderLocatorPtr locator, ...) {
     size_t size = strlen(format) + 100;
     std::unique_ptr<char[]> msg(new char[size]);
     va_list args;
@@ -151,8 +143,7 @@ void Input_data::Error_handler(const char* format, xmlParserSeverities severity,
 }
 
 void Input_data::Report(const char* msg, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator) {
-    if (severity == XML_PARSER_SEVERITY_ERROR)
-        printf("%s %d: xml error\n", __FILE__, __LINE__);
+    if (severity == XML_PARSER_SEVERITY_ERROR) printf("%s %d: xml error\n", __FILE__, __LINE__);
 
     Error_info info = {};
     info.node.node_name = info.node.node_type_string = unknown;
@@ -167,8 +158,7 @@ void Input_data::Report(const char* msg, xmlParserSeverities severity, xmlTextRe
         path = xmlGetNodePath(current);
         info.xpath = reinterpret_cast<const char*>(path);
         info.xpath_valid = true;
-        if (current->parent != nullptr)
-            Fill(info.parent, current->parent);
+        if (current->parent != nullptr) Fill(info.parent, current->parent);
     }
 
     xmlChar* uri;
@@ -194,8 +184,7 @@ void Input_data::Error_handler(const Error_info& info) {
     fprintf(stderr, "XML parser %s\n", info.severity_string);
     fputs(Printable(info.msg), stderr);
     fprintf(stderr, "%s near line %ld col %ld\n", Printable(info.uri), info.line, info.col);
-    if (info.xpath_valid)
-        fprintf(stderr, "XPATH of error %s\n", Printable(info.xpath));
+    if (info.xpath_valid) fprintf(stderr, "XPATH of error %s\n", Printable(info.xpath));
     Print_node("", info.node);
     Print_node("Parent ", info.parent);
     // Writing the record as XML into the associated output file, when output
@@ -208,12 +197,13 @@ void Input_data::Structured_error_entry(void* input, xmlErrorPtr error) {
 
 void Input_data::Structured_error(xmlErrorPtr error) {
     fflush(stdout);
-    fprintf(stderr,
-            "struct err: domain %d\ncode %d\nmsg %s\nerr level %d\nfile %s\nline %d\nstr1 %s\nstr2 %s\nstr3 %s\n"
-            "int1 %d\nint2 %d\nparser %p\nnode %p\n",
-            error->domain, error->code, Printable(error->message), static_cast<int>(error->level),
-            Printable(error->file), error->line, Printable(error->str1), Printable(error->str2),
-            Printable(error->str3), error->int1, error->int2, error->ctxt, error->node);
+    fprintf(
+        stderr,
+        "struct err: domain %d\ncode %d\nmsg %s\nerr level %d\nfile %s\nline %d\nstr1 %s\nstr2 %s\nstr3 %s\n"
+        "int1 %d\nint2 %d\nparser %p\nnode %p\n",
+        error->domain, error->code, Printable(error->message), static_cast<int>(error->level),
+        Printable(error->file), error->line, Printable(error->str1), Printable(error->str2),
+        Printable(error->str3), error->int1, error->int2, error->ctxt, error->node);
 }
 
 Input_file_data::Input_file_data(const char* name) {

@@ -1,10 +1,10 @@
 // The library's static tables. They are defined here, ahead of the registry,
 // because the registry's root is constructed after them in this file and its
 // constructor may use them.
-#include "XML/XML_value_entry.hpp"
 #include "XML/XML_info.hpp"
 #include "XML/XML_input_stream.hpp"
 #include "XML/XML_instance.hpp"
+#include "XML/XML_value_entry.hpp"
 
 #include <algorithm>
 #include <cstdarg>
@@ -82,13 +82,9 @@ void trace(const char* format, ...) {
     va_end(args);
 }
 
-const char* Printable(const xmlChar* text) {
-    return text ? reinterpret_cast<const char*>(text) : "(null)";
-}
+const char* Printable(const xmlChar* text) { return text ? reinterpret_cast<const char*>(text) : "(null)"; }
 
-const char* Type_name(int type) {
-    return type >= 0 && type < 18 ? node_types[type] : "UNKNOWN";
-}
+const char* Type_name(int type) { return type >= 0 && type < 18 ? node_types[type] : "UNKNOWN"; }
 
 }  // namespace
 
@@ -189,9 +185,7 @@ Instance_base* Info<void>::Get_instance(Input_data& input) const {
 
 void Info<void>::Subregister(Subelement_register&) const {}
 
-xmlNodePtr Info<void>::Write() const {
-    return NoName() ? nullptr : xmlNewNode(nullptr, Name());
-}
+xmlNodePtr Info<void>::Write() const { return NoName() ? nullptr : xmlNewNode(nullptr, Name()); }
 
 Info_root::Info_root() : Info<void>("/") {
     done = true;
@@ -205,9 +199,7 @@ Info_root::~Info_root() {
     while (pending) delete pending;
 }
 
-void Dump_elements() {
-    root.Dump_elements(0);
-}
+void Dump_elements() { root.Dump_elements(0); }
 
 void indent_printf(int indent, const char* format, ...) {
     if (indent > 0) std::printf("%*s", indent, "");
@@ -217,9 +209,7 @@ void indent_printf(int indent, const char* format, ...) {
     va_end(args);
 }
 
-void dump_sub(const xmlChar*, const Info_base& item, int& indent) {
-    item.Dump_elements(indent);
-}
+void dump_sub(const xmlChar*, const Info_base& item, int& indent) { item.Dump_elements(indent); }
 
 void Add_children(xmlNodePtr parent, xmlNodePtr node) {
     if (!node) return;
@@ -240,13 +230,9 @@ bool Process(Input_data& input) {
     return top->Process_contents();
 }
 
-Instance_base::~Instance_base() {
-    delete head;
-}
+Instance_base::~Instance_base() { delete head; }
 
-Instance_base* Instance_base::Get_subinstance(const xmlChar*) const {
-    return nullptr;
-}
+Instance_base* Instance_base::Get_subinstance(const xmlChar*) const { return nullptr; }
 
 bool Instance_base::Process_contents() {
     xmlTextReaderPtr reader = stream;
@@ -271,28 +257,23 @@ bool Instance_base::Process_contents() {
         if (stream.log_processing) Trace_node(type);
         bool ok = true;
         switch (type) {
-        case XML_READER_TYPE_ELEMENT:
-            ok = Read_child(xmlTextReaderConstName(reader));
-            break;
-        case XML_READER_TYPE_TEXT:
-        case XML_READER_TYPE_CDATA:
-            ok = Read_text();
-            break;
-        case XML_READER_TYPE_COMMENT:
-        case XML_READER_TYPE_DOCUMENT_TYPE:
-        case XML_READER_TYPE_WHITESPACE:
-        case XML_READER_TYPE_SIGNIFICANT_WHITESPACE:
-            break;
-        case XML_READER_TYPE_END_ELEMENT:
-            if (xmlTextReaderDepth(reader) != own_depth) break;
-            if (!failed) failed = !Do_finalize();
-            else Trace_failure();
-            if (!failed || !stream.abort_on_error) return true;
-            Trace_failure();
-            return false;
-        default:
-            ok = Unhandled(xmlTextReaderConstName(reader), type);
-            break;
+            case XML_READER_TYPE_ELEMENT: ok = Read_child(xmlTextReaderConstName(reader)); break;
+            case XML_READER_TYPE_TEXT:
+            case XML_READER_TYPE_CDATA: ok = Read_text(); break;
+            case XML_READER_TYPE_COMMENT:
+            case XML_READER_TYPE_DOCUMENT_TYPE:
+            case XML_READER_TYPE_WHITESPACE:
+            case XML_READER_TYPE_SIGNIFICANT_WHITESPACE: break;
+            case XML_READER_TYPE_END_ELEMENT:
+                if (xmlTextReaderDepth(reader) != own_depth) break;
+                if (!failed)
+                    failed = !Do_finalize();
+                else
+                    Trace_failure();
+                if (!failed || !stream.abort_on_error) return true;
+                Trace_failure();
+                return false;
+            default: ok = Unhandled(xmlTextReaderConstName(reader), type); break;
         }
         if (!ok) {
             failed = true;
@@ -320,8 +301,8 @@ bool Instance_base::Read_text() {
         const xmlChar* rest = text;
         if (!Text(text)) {
             stream.Error_handler("Bad TEXT/CDATA for %s: \"%s\":%s:%d items read",
-                                 XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, Name(), rest,
-                                 text.Error_msg(), items);
+                                 XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, Name(), rest, text.Error_msg(),
+                                 items);
             return false;
         }
         ++items;
@@ -362,8 +343,9 @@ void Instance_base::Read_attribute(xmlAttrPtr attr) {
     const xmlChar* text = value.Save();
     if (stream.log_processing) trace("attr %s value %s\n", attr->name, text);
     if (!Attribute(attr->name, value))
-        stream.Error_handler("Error reading attrib \"%s\"=\"%s\" for %s: %s", XML_PARSER_SEVERITY_VALIDITY_ERROR,
-                             nullptr, attr->name, text, Name(), value.Error_msg());
+        stream.Error_handler("Error reading attrib \"%s\"=\"%s\" for %s: %s",
+                             XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, attr->name, text, Name(),
+                             value.Error_msg());
 }
 
 bool Instance_base::Do_finalize() {

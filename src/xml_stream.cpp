@@ -64,8 +64,8 @@ void Mutex::Show() const {
     // reads, so file can be null while holder is not.
     const char* const where = Get(file);
     if (holder)
-        fprintf(stderr, "%s Locked %s:%u thread %lu\n", name, where ? where : "<Unknown>",
-                Get(line), static_cast<unsigned long>(holder));
+        fprintf(stderr, "%s Locked %s:%u thread %lu\n", name, where ? where : "<Unknown>", Get(line),
+                static_cast<unsigned long>(holder));
     else
         fprintf(stderr, "%s not locked\n", name);
 }

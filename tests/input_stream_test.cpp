@@ -38,9 +38,10 @@ TEST(InputStream, CleanDocumentSkipAndTrace) {
     std::string trace = GetCapturedStderr();
     EXPECT_FALSE(in.Error_state());
     EXPECT_TRUE(in.records.empty());
-    EXPECT_EQ(seen, (std::vector<std::string>{"DOCUMENT_TYPE log", "ELEMENT log", "COMMENT #comment", "ELEMENT rec",
-                                              "TEXT #text", "END_ELEMENT rec", "ELEMENT grp", "ELEMENT rec",
-                                              "TEXT #text", "END_ELEMENT rec", "END_ELEMENT log"}));
+    EXPECT_EQ(seen,
+              (std::vector<std::string>{"DOCUMENT_TYPE log", "ELEMENT log", "COMMENT #comment", "ELEMENT rec",
+                                        "TEXT #text", "END_ELEMENT rec", "ELEMENT grp", "ELEMENT rec",
+                                        "TEXT #text", "END_ELEMENT rec", "END_ELEMENT log"}));
     std::string expected;
     for (size_t call = 0; call <= seen.size(); ++call)
         expected += call == 7 ? "xmlTextReaderNext\n" : "xmlTextReaderRead\n";
@@ -56,7 +57,8 @@ TEST(InputStream, DefaultPrintout) {
         EXPECT_FALSE(in.Next_node());
         ASSERT_EQ(in.records.size(), 1u);
         const Record& r = in.records[0];
-        EXPECT_EQ(r.severity + " " + r.msg + " " + r.uri + " " + r.xpath, "ERROR Read error on input (null) (null)");
+        EXPECT_EQ(r.severity + " " + r.msg + " " + r.uri + " " + r.xpath,
+                  "ERROR Read error on input (null) (null)");
         EXPECT_FALSE(r.node_valid || r.line || r.col);
     };
     check(missing);
@@ -66,8 +68,9 @@ TEST(InputStream, DefaultPrintout) {
     CaptureStderr();
     plain.Next_node();
     EXPECT_THAT(GetCapturedStdout(), testing::MatchesRegex(".*xml_input_stream.cpp [0-9]+: xml error\n"));
-    EXPECT_THAT(GetCapturedStderr(), testing::MatchesRegex("Reading input XML: .*\nXML parser ERROR\n"
-                                                           "Read error on input\\(null\\) near line 0 col 0\n"));
+    EXPECT_THAT(GetCapturedStderr(),
+                testing::MatchesRegex("Reading input XML: .*\nXML parser ERROR\n"
+                                      "Read error on input\\(null\\) near line 0 col 0\n"));
 
     // With a current node and its parent; the URI keeps the relative name.
     char cwd[4096];
@@ -81,9 +84,10 @@ TEST(InputStream, DefaultPrintout) {
     CaptureStderr();
     in.Error_handler("Bad %s for %s", XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, "TEXT", "rec");
     EXPECT_EQ(GetCapturedStdout(), "");
-    EXPECT_EQ(GetCapturedStderr(), "XML parser VALIDITY_ERROR\nBad TEXT for recfile://localhost/input/clean.xml near line " +
-                                       position + "\nXPATH of error /log/rec/text()\nTEXT \"text\" at line 15\n" +
-                                       "Parent ELEMENT \"rec\" at line 15\n");
+    EXPECT_EQ(GetCapturedStderr(),
+              "XML parser VALIDITY_ERROR\nBad TEXT for recfile://localhost/input/clean.xml near line " +
+                  position + "\nXPATH of error /log/rec/text()\nTEXT \"text\" at line 15\n" +
+                  "Parent ELEMENT \"rec\" at line 15\n");
     EXPECT_TRUE(in.Error_state());
     EXPECT_TRUE(in.Next_node());
     EXPECT_FALSE(in.Error_state());
@@ -169,18 +173,22 @@ TEST(InputStream, ExpandReadsTheSubtree) {
     // A subtree broken far beyond the reader's look-ahead.
     std::string items;
     for (int i = 0; i < 5000; ++i) items += "<rec>" + std::to_string(i) + "</rec>\n";
-    Temp_document doc("<?xml version=\"1.0\"?>\n<!DOCTYPE log [\n<!ELEMENT log (grp)>\n<!ELEMENT grp (rec*)>\n"
-                      "<!ELEMENT rec (#PCDATA)>\n]>\n<log><grp>\n" + items + "<rec>x</grp></log>\n");
+    Temp_document doc(
+        "<?xml version=\"1.0\"?>\n<!DOCTYPE log [\n<!ELEMENT log (grp)>\n<!ELEMENT grp (rec*)>\n"
+        "<!ELEMENT rec (#PCDATA)>\n]>\n<log><grp>\n" +
+        items + "<rec>x</grp></log>\n");
     Recording<Input_data> broken(doc.fd, "broken");
     ASSERT_TRUE(Read_to(broken, "grp"));
     EXPECT_FALSE(broken.Expand());
-    EXPECT_THAT(broken.records.at(0).msg, HasSubstr("Opening and ending tag mismatch: rec line 5008 and grp"));
+    EXPECT_THAT(broken.records.at(0).msg,
+                HasSubstr("Opening and ending tag mismatch: rec line 5008 and grp"));
 }
 
 TEST(InputStream, LinesBeyond65535) {
     // Line n holds <rec>n</rec>; an undeclared element follows on line 70001.
-    std::string text = "<?xml version=\"1.0\"?>\n<!DOCTYPE log [\n<!ELEMENT log (rec*)>\n"
-                       "<!ELEMENT rec (#PCDATA)>\n]>\n<log>\n";
+    std::string text =
+        "<?xml version=\"1.0\"?>\n<!DOCTYPE log [\n<!ELEMENT log (rec*)>\n"
+        "<!ELEMENT rec (#PCDATA)>\n]>\n<log>\n";
     for (int line = 7; line <= 70000; ++line) text += "<rec>" + std::to_string(line) + "</rec>\n";
     Temp_document doc(text + "<bogus>x</bogus>\n</log>\n");
     Recording<Input_data> in(doc.fd, "big");
@@ -200,10 +208,13 @@ TEST(InputStream, StructuredErrorDump) {
     xmlTextReaderSetStructuredErrorHandler(in, Input_data::Structured_error_entry, &in);
     CaptureStderr();
     in.Read_all();
-    EXPECT_THAT(GetCapturedStderr(),
-                testing::StartsWith("struct err: domain 1\ncode 39\nmsg AttValue: \" or ' expected\n\nerr level 3\n"
-                                    "file file://localhost/" + data + "malformed.xml\nline 3\nstr1 (null)\n"
-                                    "str2 (null)\nstr3 (null)\nint1 0\nint2 12\nparser 0x"));
+    EXPECT_THAT(
+        GetCapturedStderr(),
+        testing::StartsWith("struct err: domain 1\ncode 39\nmsg AttValue: \" or ' expected\n\nerr level 3\n"
+                            "file file://localhost/" +
+                            data +
+                            "malformed.xml\nline 3\nstr1 (null)\n"
+                            "str2 (null)\nstr3 (null)\nint1 0\nint2 12\nparser 0x"));
     EXPECT_EQ(in.Messages(), std::vector<std::string>{"Read error on input"});
 }
 

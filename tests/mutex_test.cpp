@@ -51,8 +51,8 @@ TEST(Mutex, ShowsHolderAndNesting) {
 TEST(Mutex, ReportsHolderAfterDeadline) {
     Mutex mutex("m");
     mutex.Lock("holder.cpp", 42);
-    const std::string expected = "mutex tout, err " + std::to_string(ETIMEDOUT) + " " +
-                                 strerror(ETIMEDOUT) + "\n" + Holder("holder.cpp", 42);
+    const std::string expected = "mutex tout, err " + std::to_string(ETIMEDOUT) + " " + strerror(ETIMEDOUT) +
+                                 "\n" + Holder("holder.cpp", 42);
 
     // Standard error goes into a pipe that this thread reads while it still
     // holds the mutex, so the waiter is sure to pass its deadline.

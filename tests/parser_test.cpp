@@ -18,9 +18,7 @@ namespace {
 
 std::vector<std::string> calls;  // what the probe instances were asked to do
 
-std::string Str(const xmlChar* text) {
-    return reinterpret_cast<const char*>(text);
-}
+std::string Str(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
 
 // A test element: reads decimal integers from its text and an integer "id"
 // attribute, nests itself, takes the descriptors registered beneath it as
@@ -81,13 +79,9 @@ struct Probe : Instance_base {
 
 const Format::format_info Probe::decimal("%d");
 
-Instance_base* Probe_info::Get_instance(Input_data& input) const {
-    return new Probe(input, *this);
-}
+Instance_base* Probe_info::Get_instance(Input_data& input) const { return new Probe(input, *this); }
 
-std::string Data(const char* name) {
-    return std::string(TESSEL_TEST_DATA) + "/parser/" + name;
-}
+std::string Data(const char* name) { return std::string(TESSEL_TEST_DATA) + "/parser/" + name; }
 
 // Descriptors of walk.xml.
 const Info<void> walk("/walk");
@@ -124,11 +118,11 @@ TEST_F(ParserTest, WalkDeliversAttributesTextAndEndTagsInDocumentOrder) {
         "start rec", "attr id=1", "text 5", "text 6", "finalize rec", "commit rec", "end rec",
         // A self-closing element and one with an empty body give the same
         // calls; xmlns is never passed on.
-        "start rec", "attr id=2", "finalize rec", "commit rec", "end rec",
-        "start rec", "attr id=3", "finalize rec", "commit rec", "end rec",
+        "start rec", "attr id=2", "finalize rec", "commit rec", "end rec", "start rec", "attr id=3",
+        "finalize rec", "commit rec", "end rec",
         // CDATA is read like text.
-        "start rec", "text 7", "text 8", "finalize rec", "commit rec", "end rec",
-        "start rec", "finalize rec", "commit rec", "end rec"};
+        "start rec", "text 7", "text 8", "finalize rec", "commit rec", "end rec", "start rec", "finalize rec",
+        "commit rec", "end rec"};
     // The outermost element is a void container: its attribute is rejected,
     // and the parse goes on.
     const std::vector<std::string> errors = {
@@ -150,22 +144,23 @@ TEST_F(ParserTest, ErrorsSpoilTheirElementOrStopTheParse) {
         "start outer", "start mid",
         // The unknown child's subtree is skipped without a call; mid is not
         // finalized, outer is.
-        "start rec", "text 2", "finalize rec", "commit rec", "end rec", "end mid",
-        "finalize outer", "commit outer", "end outer",
+        "start rec", "text 2", "finalize rec", "commit rec", "end rec", "end mid", "finalize outer",
+        "commit outer", "end outer",
         // Two items are read, the third is rejected, the rest is ignored.
         "start rec", "text 1", "text 2", "end rec",
         // A processing instruction spoils its element.
-        "start rec", "text 3", "end rec",
-        "start rec", "attr id=7", "text 4", "finalize rec", "commit rec", "end rec"};
+        "start rec", "text 3", "end rec", "start rec", "attr id=7", "text 4", "finalize rec", "commit rec",
+        "end rec"};
     EXPECT_EQ(calls, expected);
     const std::vector<std::string> errors = {
         "Bad TEXT/CDATA for rec: \" x 4\":Bad character 'x':2 items read",
         "Unhandled node pi type PROCESSING_INSTRUCTION"};
     EXPECT_EQ(input.Messages(), errors);
-    for (const char* line : {"node outer type ELEMENT path /errs/outer\n", "node #text type TEXT path /errs/rec[1]/text()\n",
-                             "node mid type END_ELEMENT path /errs/outer/mid\n", "attr id value 7\n",
-                             "node pi type PROCESSING_INSTRUCTION path /errs/rec[1]/processing-instruction('pi')\n",
-                             "Error processing child of mid\n"})
+    for (const char* line :
+         {"node outer type ELEMENT path /errs/outer\n", "node #text type TEXT path /errs/rec[1]/text()\n",
+          "node mid type END_ELEMENT path /errs/outer/mid\n", "attr id value 7\n",
+          "node pi type PROCESSING_INSTRUCTION path /errs/rec[1]/processing-instruction('pi')\n",
+          "Error processing child of mid\n"})
         EXPECT_NE(trace.find(line), std::string::npos) << line;
     // One node line per read, except for the reads of the document type node
     // (the root instance's own) and of the end of input.
@@ -190,11 +185,9 @@ TEST_F(ParserTest, HooksReplaceCommitAndFailuresAtTheEndTag) {
         EXPECT_TRUE(input.records.empty());
     }
     const std::vector<std::string> expected = {
-        "start fin",
-        "start hooked", "text 1", "finalize hooked", "hook 1", "hook 2", "hook 3", "end hooked",
-        "start badfin", "finalize badfin", "end badfin",
-        "start badcommit", "text 2", "finalize badcommit", "commit badcommit", "end badcommit",
-        "start ok", "finalize ok", "commit ok", "end ok",
+        "start fin", "start hooked", "text 1", "finalize hooked", "hook 1", "hook 2", "hook 3", "end hooked",
+        "start badfin", "finalize badfin", "end badfin", "start badcommit", "text 2", "finalize badcommit",
+        "commit badcommit", "end badcommit", "start ok", "finalize ok", "commit ok", "end ok",
         // The failures of its children's own finalization do not spoil fin.
         "finalize fin", "commit fin", "end fin"};
     EXPECT_EQ(calls, expected);
@@ -226,7 +219,8 @@ TEST_F(ParserTest, VoidRootRejectsAttributesTextAndUnknownChildren) {
     lenient.abort_on_error = false;
     EXPECT_TRUE(lenient.Process());
     EXPECT_EQ(lenient.Messages(), errors);
-    EXPECT_EQ(calls, (std::vector<std::string>{"start nest", "text 1", "finalize nest", "commit nest", "end nest"}));
+    EXPECT_EQ(calls,
+              (std::vector<std::string>{"start nest", "text 1", "finalize nest", "commit nest", "end nest"}));
 }
 
 std::string Nest_document(const std::string& body) {
@@ -234,8 +228,9 @@ std::string Nest_document(const std::string& body) {
 }
 
 long Calls_starting(const std::string& prefix) {
-    return std::count_if(calls.begin(), calls.end(),
-                         [&](const std::string& call) { return call.compare(0, prefix.size(), prefix) == 0; });
+    return std::count_if(calls.begin(), calls.end(), [&](const std::string& call) {
+        return call.compare(0, prefix.size(), prefix) == 0;
+    });
 }
 
 // Runs a broken document with abort_on_error on and off: whatever libxml2

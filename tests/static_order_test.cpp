@@ -47,8 +47,7 @@ void Build_early(int, char**, char**) {
     atexit(Destroy_late);
 }
 
-__attribute__((section(".preinit_array"), used)) void (*const build_early)(int, char**, char**) =
-    Build_early;
+__attribute__((section(".preinit_array"), used)) void (*const build_early)(int, char**, char**) = Build_early;
 
 }  // namespace
 

@@ -51,30 +51,30 @@ bool dec_to_value(char c, int& value);
 // object; the unescaped prefix is owned. A copy would share the prefix, so a
 // format_info is never copied.
 struct format_info {
-  format_info(const char* fmt);
-  format_info(const xmlChar* fmt);
-  ~format_info();
+    format_info(const char* fmt);
+    format_info(const xmlChar* fmt);
+    ~format_info();
 
-  void Prechew(const char* fmt);
-  // Bytes the printer reserves for the fixed parts of one item.
-  size_t Estimate() const { return suffix_len + prefix_len + width; }
-  // Describes the digest on standard error.
-  void Dump() const;
+    void Prechew(const char* fmt);
+    // Bytes the printer reserves for the fixed parts of one item.
+    size_t Estimate() const { return suffix_len + prefix_len + width; }
+    // Describes the digest on standard error.
+    void Dump() const;
 
-  const char* format;
-  const char* prefix;
-  size_t prefix_len;
-  bool zero_pad;
-  unsigned int width;
-  unsigned int prec;
-  bool hex;
-  const char* suffix;
-  size_t suffix_len;
-  bool suffix_is_whitespace;
-  enum { NONE = 0, BYTE = 1, CHARS = 2 } dump_size;
+    const char* format;
+    const char* prefix;
+    size_t prefix_len;
+    bool zero_pad;
+    unsigned int width;
+    unsigned int prec;
+    bool hex;
+    const char* suffix;
+    size_t suffix_len;
+    bool suffix_is_whitespace;
+    enum { NONE = 0, BYTE = 1, CHARS = 2 } dump_size;
 
-  // "INVALID(%d)": the text of a value that has no name in a value table.
-  static const format_info invalid;
+    // "INVALID(%d)": the text of a value that has no name in a value table.
+    static const format_info invalid;
 };
 
 // The text of one element or attribute with a cursor. Each Scan reads one value
@@ -83,79 +83,79 @@ struct format_info {
 // Error_msg() returns until the next failure. The scanner never reads past the
 // end of its text. It is never copied (a copy would share the text).
 class Scanner {
- public:
-  Scanner(xmlTextReaderPtr reader);
-  Scanner(xmlNodePtr node);
-  Scanner(xmlAttrPtr attr);
-  ~Scanner();
+public:
+    Scanner(xmlTextReaderPtr reader);
+    Scanner(xmlNodePtr node);
+    Scanner(xmlAttrPtr attr);
+    ~Scanner();
 
-  const char* Error_msg() const { return error_msg; }
-  // Records a printf-style message, cut at strlen(format) + 100 bytes; the
-  // previous message may be one of the arguments. Always returns false.
-  bool Error(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  // Cuts the next word off the text: from the cursor to the next white space,
-  // which is overwritten with NUL and stepped over. Null for an empty word.
-  const xmlChar* BiteOffString();
+    const char* Error_msg() const { return error_msg; }
+    // Records a printf-style message, cut at strlen(format) + 100 bytes; the
+    // previous message may be one of the arguments. Always returns false.
+    bool Error(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    // Cuts the next word off the text: from the cursor to the next white space,
+    // which is overwritten with NUL and stepped over. Null for an empty word.
+    const xmlChar* BiteOffString();
 
-  bool Scan(char& value, const format_info& fi);
-  bool Scan(short& value, const format_info& fi);
-  bool Scan(int& value, const format_info& fi);
-  bool Scan(long& value, const format_info& fi);
-  bool Scan(unsigned char& value, const format_info& fi);
-  bool Scan(unsigned short& value, const format_info& fi);
-  bool Scan(unsigned int& value, const format_info& fi);
-  bool Scan(unsigned long& value, const format_info& fi);
-  bool Scan(double& value, const format_info& fi);
-  bool Scan(BE_ushort& value, const format_info& fi);
-  bool Scan(BE_ulong& value, const format_info& fi);
-  bool Scan(BE_short& value, const format_info& fi);
-  bool Scan(BE_long& value, const format_info& fi);
-  bool Scan(BE_24bit& value, const format_info& fi);
-  // Any other type: with a block treatment in the format ("%02B", "%s") its
-  // storage is read as a block of sizeof(T) bytes; otherwise its first bytes
-  // are read as an unsigned int.
-  template <class T>
-  bool Scan(T& value, const format_info& fi);
+    bool Scan(char& value, const format_info& fi);
+    bool Scan(short& value, const format_info& fi);
+    bool Scan(int& value, const format_info& fi);
+    bool Scan(long& value, const format_info& fi);
+    bool Scan(unsigned char& value, const format_info& fi);
+    bool Scan(unsigned short& value, const format_info& fi);
+    bool Scan(unsigned int& value, const format_info& fi);
+    bool Scan(unsigned long& value, const format_info& fi);
+    bool Scan(double& value, const format_info& fi);
+    bool Scan(BE_ushort& value, const format_info& fi);
+    bool Scan(BE_ulong& value, const format_info& fi);
+    bool Scan(BE_short& value, const format_info& fi);
+    bool Scan(BE_long& value, const format_info& fi);
+    bool Scan(BE_24bit& value, const format_info& fi);
+    // Any other type: with a block treatment in the format ("%02B", "%s") its
+    // storage is read as a block of sizeof(T) bytes; otherwise its first bytes
+    // are read as an unsigned int.
+    template <class T>
+    bool Scan(T& value, const format_info& fi);
 
-  // Reads "INVALID(n)"; the result is meaningful only when ok is true.
-  unsigned int Invalid(bool& ok);
-  // True when non-white text remains at the cursor.
-  bool More() const;
-  // Moves the cursor to the end of the text.
-  void Consume();
+    // Reads "INVALID(n)"; the result is meaningful only when ok is true.
+    unsigned int Invalid(bool& ok);
+    // True when non-white text remains at the cursor.
+    bool More() const;
+    // Moves the cursor to the end of the text.
+    void Consume();
 
-  operator const xmlChar*() const { return ptr; }
-  operator const char*() const { return reinterpret_cast<const char*>(ptr); }
-  xmlChar* Save() { return ptr; }
-  // Makes position (from Save() on this scanner) the cursor; returns the
-  // cursor as it was.
-  xmlChar* Reset(xmlChar* position);
+    operator const xmlChar*() const { return ptr; }
+    operator const char*() const { return reinterpret_cast<const char*>(ptr); }
+    xmlChar* Save() { return ptr; }
+    // Makes position (from Save() on this scanner) the cursor; returns the
+    // cursor as it was.
+    xmlChar* Reset(xmlChar* position);
 
- private:
-  bool Prefix(const format_info& fi);
-  bool Suffix(const format_info& fi);
-  bool Scan(void* block, size_t size, const format_info& fi);
+private:
+    bool Prefix(const format_info& fi);
+    bool Suffix(const format_info& fi);
+    bool Scan(void* block, size_t size, const format_info& fi);
 
-  // Digits of an unsigned integer, or of a double's magnitude.
-  template <class T>
-  bool Read(T& value, const format_info& fi);
-  template <class T>
-  bool Read_signed(T& value, const format_info& fi);
-  template <class T>
-  bool Read_unsigned(T& value, const format_info& fi);
+    // Digits of an unsigned integer, or of a double's magnitude.
+    template <class T>
+    bool Read(T& value, const format_info& fi);
+    template <class T>
+    bool Read_signed(T& value, const format_info& fi);
+    template <class T>
+    bool Read_unsigned(T& value, const format_info& fi);
 
-  xmlChar* buff;
-  xmlChar* ptr;
-  char* error_msg;
+    xmlChar* buff;
+    xmlChar* ptr;
+    char* error_msg;
 };
 
 template <class T>
 bool Scanner::Scan(T& value, const format_info& fi) {
-  if (fi.dump_size != format_info::NONE) return Scan(static_cast<void*>(&value), sizeof(T), fi);
-  unsigned int number;
-  if (!Scan(number, fi)) return false;
-  std::memcpy(static_cast<void*>(&value), &number, sizeof(T) < sizeof number ? sizeof(T) : sizeof number);
-  return true;
+    if (fi.dump_size != format_info::NONE) return Scan(static_cast<void*>(&value), sizeof(T), fi);
+    unsigned int number;
+    if (!Scan(number, fi)) return false;
+    std::memcpy(static_cast<void*>(&value), &number, sizeof(T) < sizeof number ? sizeof(T) : sizeof number);
+    return true;
 }
 
 // A text being built in memory, one formatted value after another. At least
@@ -163,72 +163,72 @@ bool Scanner::Scan(T& value, const format_info& fi) {
 // buffer grows linearly, by what each step asks for plus one byte. Copying a
 // printer shares its buffer; printers are never copied.
 class Printer : public xmlString {
- public:
-  // A buffer of size bytes, 100 when size is 0.
-  explicit Printer(size_t size);
+public:
+    // A buffer of size bytes, 100 when size is 0.
+    explicit Printer(size_t size);
 
-  // Terminates the text (without counting the NUL) and returns it.
-  operator const xmlChar*();
-  operator const char*();
+    // Terminates the text (without counting the NUL) and returns it.
+    operator const xmlChar*();
+    operator const char*();
 
-  Printer& Print(const char& value, const format_info& fi);
-  Printer& Print(const unsigned char& value, const format_info& fi);
-  Printer& Print(const short& value, const format_info& fi);
-  Printer& Print(const unsigned short& value, const format_info& fi);
-  Printer& Print(const int& value, const format_info& fi);
-  Printer& Print(const unsigned int& value, const format_info& fi);
-  Printer& Print(const long& value, const format_info& fi);
-  Printer& Print(const unsigned long& value, const format_info& fi);
-  Printer& Print(const double& value, const format_info& fi);
-  Printer& Print(const BE_short& value, const format_info& fi);
-  Printer& Print(const BE_long& value, const format_info& fi);
-  Printer& Print(const BE_ushort& value, const format_info& fi);
-  Printer& Print(const BE_24bit& value, const format_info& fi);
-  Printer& Print(const BE_ulong& value, const format_info& fi);
-  // A block of bytes: as text up to its first NUL (at most size - 1 bytes)
-  // under a "%s" format, otherwise each byte with the full format.
-  Printer& Print(const void* block, size_t size, const format_info& fi);
-  // The text itself, "<NULL>" for null; the format is not applied.
-  Printer& Print(const char* text, const format_info& fi);
-  Printer& Print(const char* text);
-  Printer& Print(const xmlChar* text);
-  // "INVALID(" + decimal value + ")".
-  Printer& Invalid(unsigned long value);
+    Printer& Print(const char& value, const format_info& fi);
+    Printer& Print(const unsigned char& value, const format_info& fi);
+    Printer& Print(const short& value, const format_info& fi);
+    Printer& Print(const unsigned short& value, const format_info& fi);
+    Printer& Print(const int& value, const format_info& fi);
+    Printer& Print(const unsigned int& value, const format_info& fi);
+    Printer& Print(const long& value, const format_info& fi);
+    Printer& Print(const unsigned long& value, const format_info& fi);
+    Printer& Print(const double& value, const format_info& fi);
+    Printer& Print(const BE_short& value, const format_info& fi);
+    Printer& Print(const BE_long& value, const format_info& fi);
+    Printer& Print(const BE_ushort& value, const format_info& fi);
+    Printer& Print(const BE_24bit& value, const format_info& fi);
+    Printer& Print(const BE_ulong& value, const format_info& fi);
+    // A block of bytes: as text up to its first NUL (at most size - 1 bytes)
+    // under a "%s" format, otherwise each byte with the full format.
+    Printer& Print(const void* block, size_t size, const format_info& fi);
+    // The text itself, "<NULL>" for null; the format is not applied.
+    Printer& Print(const char* text, const format_info& fi);
+    Printer& Print(const char* text);
+    Printer& Print(const xmlChar* text);
+    // "INVALID(" + decimal value + ")".
+    Printer& Invalid(unsigned long value);
 
-  // Adds the text to node; text that is not UTF-8 is reported on standard
-  // error and added all the same.
-  void Add_content(xmlNodePtr node);
-  // Empties the text, keeping the buffer.
-  void Reset();
+    // Adds the text to node; text that is not UTF-8 is reported on standard
+    // error and added all the same.
+    void Add_content(xmlNodePtr node);
+    // Empties the text, keeping the buffer.
+    void Reset();
 
- private:
-  size_t Space() const { return Len() - index; }
-  xmlChar* Ptr() { return Buf() + index; }
-  void Grow(size_t n) __attribute__((cold));
-  void String(const char* s, size_t n);
-  void Insert(char c) { Buf()[index++] = static_cast<xmlChar>(c); }
-  void Insert(xmlChar c) { Buf()[index++] = c; }
-  void Intro(const format_info& fi);
-  void Reserve(size_t needed, size_t request);
+private:
+    size_t Space() const { return Len() - index; }
+    xmlChar* Ptr() { return Buf() + index; }
+    void Grow(size_t n) __attribute__((cold));
+    void String(const char* s, size_t n);
+    void Insert(char c) { Buf()[index++] = static_cast<xmlChar>(c); }
+    void Insert(xmlChar c) { Buf()[index++] = c; }
+    void Intro(const format_info& fi);
+    void Reserve(size_t needed, size_t request);
 
-  template <class T>
-  Printer& Print_integer(T value, const format_info& fi);
-  template <class T>
-  void Format_hex(T value, const format_info& fi);
-  template <class T>
-  void Format_decimal(T value, const format_info& fi);
-  template <class T>
-  void Format_unsigned(T value, const format_info& fi);
-  template <class T>
-  void Put_decimal(T magnitude, size_t written, const format_info& fi);
-  void Put_zeros(size_t written, const format_info& fi);
-  void Put_non_finite(double value);
+    template <class T>
+    Printer& Print_integer(T value, const format_info& fi);
+    template <class T>
+    void Format_hex(T value, const format_info& fi);
+    template <class T>
+    void Format_decimal(T value, const format_info& fi);
+    template <class T>
+    void Format_unsigned(T value, const format_info& fi);
+    template <class T>
+    void Put_decimal(T magnitude, size_t written, const format_info& fi);
+    void Put_zeros(size_t written, const format_info& fi);
+    void Put_non_finite(double value);
 
-  // Value-table formatters look at the end of the text to separate words.
-  template <class T>
-  friend class Value_names;
+    // Value-table formatters look at the end of the text to separate words.
+    template <class T>
+    friend class Value_names;
 
-  size_t index;
+    size_t index;
 };
 
 // ---- Formatters ----------------------------------------------------------------
@@ -236,13 +236,13 @@ class Printer : public xmlString {
 // Converts values of one type to and from text.
 template <class T>
 class Base {
- public:
-  Base() {}
-  virtual bool Read(Scanner& scanner, T& value) const = 0;
-  virtual void Write(Printer& printer, const T& value) const = 0;
-  virtual ~Base() {}
-  // Separates consecutive values written into one text; nothing by default.
-  virtual void Space_if_needed(Printer&) const {}
+public:
+    Base() {}
+    virtual bool Read(Scanner& scanner, T& value) const = 0;
+    virtual void Write(Printer& printer, const T& value) const = 0;
+    virtual ~Base() {}
+    // Separates consecutive values written into one text; nothing by default.
+    virtual void Space_if_needed(Printer&) const {}
 };
 
 // The stock formatter: a format string applied with Scan and Print. The
@@ -250,15 +250,15 @@ class Base {
 // field types.
 template <class T>
 class String : public Base<T> {
- public:
-  String();
-  explicit String(const char* format) : fmt(format) {}
-  explicit String(const xmlChar* format) : fmt(format) {}
-  bool Read(Scanner& scanner, T& value) const override { return scanner.Scan(value, fmt); }
-  void Write(Printer& printer, const T& value) const override { printer.Print(value, fmt); }
-  ~String() override {}
+public:
+    String();
+    explicit String(const char* format) : fmt(format) {}
+    explicit String(const xmlChar* format) : fmt(format) {}
+    bool Read(Scanner& scanner, T& value) const override { return scanner.Scan(value, fmt); }
+    void Write(Printer& printer, const T& value) const override { printer.Print(value, fmt); }
+    ~String() override {}
 
-  const format_info fmt;
+    const format_info fmt;
 };
 
 template <class T>
@@ -283,43 +283,43 @@ String<BE_24bit>::String();
 // error: "Unknown name \"word\"".
 template <class T>
 class Value_names : public Base<T> {
- public:
-  explicit Value_names(const Value_hash<T>& values) : values(values) {}
+public:
+    explicit Value_names(const Value_hash<T>& values) : values(values) {}
 
-  bool Read(Scanner& scanner, T& value) const override {
-    xmlChar* start = scanner.Save();
-    while (start && std::isspace(*start)) ++start;
-    scanner.Reset(start);
-    const xmlChar* word = scanner.BiteOffString();
-    if (!word) return scanner.Error("No name found");
-    if (values.Lookup(word, value)) return true;
-    // The word is NUL-terminated now: "INVALID(n)" must fill all of it.
-    xmlChar* after = scanner.Reset(const_cast<xmlChar*>(word));
-    bool ok;
-    unsigned int number = scanner.Invalid(ok);
-    ok = ok && !*scanner.Save();
-    scanner.Reset(after);
-    if (!ok) return scanner.Error("Unknown name \"%s\"", reinterpret_cast<const char*>(word));
-    value = static_cast<T>(number);
-    return true;
-  }
+    bool Read(Scanner& scanner, T& value) const override {
+        xmlChar* start = scanner.Save();
+        while (start && std::isspace(*start)) ++start;
+        scanner.Reset(start);
+        const xmlChar* word = scanner.BiteOffString();
+        if (!word) return scanner.Error("No name found");
+        if (values.Lookup(word, value)) return true;
+        // The word is NUL-terminated now: "INVALID(n)" must fill all of it.
+        xmlChar* after = scanner.Reset(const_cast<xmlChar*>(word));
+        bool ok;
+        unsigned int number = scanner.Invalid(ok);
+        ok = ok && !*scanner.Save();
+        scanner.Reset(after);
+        if (!ok) return scanner.Error("Unknown name \"%s\"", reinterpret_cast<const char*>(word));
+        value = static_cast<T>(number);
+        return true;
+    }
 
-  void Write(Printer& printer, const T& value) const override {
-    Space_if_needed(printer);
-    const xmlChar* name = values.Lookup(value);
-    if (name)
-      printer.Print(name);
-    else
-      printer.Invalid(static_cast<unsigned int>(value));
-  }
+    void Write(Printer& printer, const T& value) const override {
+        Space_if_needed(printer);
+        const xmlChar* name = values.Lookup(value);
+        if (name)
+            printer.Print(name);
+        else
+            printer.Invalid(static_cast<unsigned int>(value));
+    }
 
-  // One space when the text is not empty and does not end in white space.
-  void Space_if_needed(Printer& printer) const override {
-    if (printer.index && !std::isspace(printer.Buf()[printer.index - 1])) printer.Print(" ");
-  }
+    // One space when the text is not empty and does not end in white space.
+    void Space_if_needed(Printer& printer) const override {
+        if (printer.index && !std::isspace(printer.Buf()[printer.index - 1])) printer.Print(" ");
+    }
 
- private:
-  const Value_hash<T>& values;
+private:
+    const Value_hash<T>& values;
 };
 
 // Which fields of a time a time formatter shows: bit 5 the year, 4 the month,
@@ -337,21 +337,21 @@ void Write_time(Printer& printer, TIME_MODE mode, time_t value);
 
 template <class T>
 class Time : public Base<T> {
- public:
-  explicit Time(TIME_MODE mode) : mode(mode) {}
+public:
+    explicit Time(TIME_MODE mode) : mode(mode) {}
 
-  bool Read(Scanner& scanner, T& value) const override {
-    time_t time;
-    if (!Read_time(scanner, mode, time)) return false;
-    value = static_cast<T>(time);
-    return true;
-  }
-  void Write(Printer& printer, const T& value) const override {
-    Write_time(printer, mode, static_cast<time_t>(value));
-  }
+    bool Read(Scanner& scanner, T& value) const override {
+        time_t time;
+        if (!Read_time(scanner, mode, time)) return false;
+        value = static_cast<T>(time);
+        return true;
+    }
+    void Write(Printer& printer, const T& value) const override {
+        Write_time(printer, mode, static_cast<time_t>(value));
+    }
 
- private:
-  TIME_MODE mode;
+private:
+    TIME_MODE mode;
 };
 
 }  // namespace Format
@@ -361,20 +361,20 @@ class Time : public Base<T> {
 // delete the same formatter twice: formatters are never copied.
 template <class T>
 class Formatter {
- public:
-  Formatter() : ptr(new Format::String<T>) {}
-  Formatter(const char* format) : ptr(new Format::String<T>(format)) {}
-  Formatter(const xmlChar* format) : ptr(new Format::String<T>(format)) {}
-  Formatter(const Value_hash<T>& values) : ptr(new Format::Value_names<T>(values)) {}
-  Formatter(Format::TIME_MODE mode) : ptr(new Format::Time<T>(mode)) {}
-  ~Formatter() { delete ptr; }
+public:
+    Formatter() : ptr(new Format::String<T>) {}
+    Formatter(const char* format) : ptr(new Format::String<T>(format)) {}
+    Formatter(const xmlChar* format) : ptr(new Format::String<T>(format)) {}
+    Formatter(const Value_hash<T>& values) : ptr(new Format::Value_names<T>(values)) {}
+    Formatter(Format::TIME_MODE mode) : ptr(new Format::Time<T>(mode)) {}
+    ~Formatter() { delete ptr; }
 
-  bool Read(Format::Scanner& scanner, T& value) const { return ptr->Read(scanner, value); }
-  void Write(Format::Printer& printer, const T& value) const { ptr->Write(printer, value); }
-  void Space_if_needed(Format::Printer& printer) const { ptr->Space_if_needed(printer); }
+    bool Read(Format::Scanner& scanner, T& value) const { return ptr->Read(scanner, value); }
+    void Write(Format::Printer& printer, const T& value) const { ptr->Write(printer, value); }
+    void Space_if_needed(Format::Printer& printer) const { ptr->Space_if_needed(printer); }
 
- private:
-  Format::Base<T>* ptr;
+private:
+    Format::Base<T>* ptr;
 };
 
 }  // namespace Tessel

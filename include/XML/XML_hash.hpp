@@ -119,8 +119,7 @@ public:
     virtual void Change(const T& item, const xmlChar* name) const {
         Init_if_needed();
         const void* replaced = xmlHashLookup(hash, name);
-        if (xmlHashUpdateEntry(hash, name, const_cast<T*>(&item), nullptr) == 0)
-            Drop(replaced, name);
+        if (xmlHashUpdateEntry(hash, name, const_cast<T*>(&item), nullptr) == 0) Drop(replaced, name);
     }
 
     // Creates the libxml2 table. If libxml2 cannot, the handle stays null
@@ -146,9 +145,7 @@ protected:
 
 private:
     // Name() may return const char* or const xmlChar*; both are UTF-8 bytes.
-    static const xmlChar* Key(const T& item) {
-        return reinterpret_cast<const xmlChar*>(item.Name());
-    }
+    static const xmlChar* Key(const T& item) { return reinterpret_cast<const xmlChar*>(item.Name()); }
 
     // Entries are handed to cleanup here rather than through libxml2's
     // deallocator argument: that one is declared over void*, and calling the

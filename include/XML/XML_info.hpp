@@ -135,8 +135,7 @@ extern const Info_root root;
 // Prints the whole registry (the outline of `root`) to standard output.
 void Dump_elements();
 // Prints indent spaces, then the formatted text, to standard output.
-void indent_printf(int indent, const char* format, ...)
-    __attribute__((format(printf, 2, 3)));
+void indent_printf(int indent, const char* format, ...) __attribute__((format(printf, 2, 3)));
 // Hash<Info_base>::For_all callback: the outline of item at level indent.
 void dump_sub(const xmlChar* name, const Info_base& item, int& indent);
 // Appends node to parent's children; a node with an empty name is a wrapper

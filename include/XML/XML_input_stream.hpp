@@ -104,8 +104,8 @@ struct Error_info {
 class Input_data {
 public:
     // The options the reader is created with (see the header comment).
-    static const int reader_options = XML_PARSE_RECOVER | XML_PARSE_DTDLOAD | XML_PARSE_DTDVALID |
-                                      XML_PARSE_NOBLANKS | XML_PARSE_BIG_LINES;
+    static const int reader_options =
+        XML_PARSE_RECOVER | XML_PARSE_DTDLOAD | XML_PARSE_DTDVALID | XML_PARSE_NOBLANKS | XML_PARSE_BIG_LINES;
 
     // Adopts a reader created by the caller; the source frees it.
     explicit Input_data(xmlTextReaderPtr reader);

@@ -108,7 +108,8 @@ class Instance;
 template <>
 class Instance<void, Info<void>> : public Instance_base {
 public:
-    Instance(Input_data& input, const Tessel::Info<void>& descriptor) : Instance_base(input), info(descriptor) {}
+    Instance(Input_data& input, const Tessel::Info<void>& descriptor)
+        : Instance_base(input), info(descriptor) {}
     ~Instance() override {}
 
     Instance_base* Get_subinstance(const xmlChar* name) const override;

@@ -29,79 +29,78 @@
 namespace Tessel {
 
 class xmlString {
- public:
-  class Core {
-   public:
-    Core() : len(0), buf(nullptr), refcount(1) {}
-    virtual ~Core() { delete[] buf; }
+public:
+    class Core {
+    public:
+        Core() : len(0), buf(nullptr), refcount(1) {}
+        virtual ~Core() { delete[] buf; }
 
-    size_t len;
-    xmlChar* buf;
-    int refcount;
-  };
+        size_t len;
+        xmlChar* buf;
+        int refcount;
+    };
 
-  xmlString() : core(new Core) {}
-  explicit xmlString(size_t size) : core(new Core) {
-    try {
-      core->buf = new xmlChar[size];
-    } catch (...) {
-      delete core;
-      throw;
+    xmlString() : core(new Core) {}
+    explicit xmlString(size_t size) : core(new Core) {
+        try {
+            core->buf = new xmlChar[size];
+        } catch (...) {
+            delete core;
+            throw;
+        }
+        core->len = size;
     }
-    core->len = size;
-  }
-  xmlString(const xmlString& other) : core(other.Ref()) {}
-  // A template only so that a literal 0 picks the sized constructor.
-  template <class C, std::enable_if_t<std::is_same_v<C, xmlChar>, int> = 0>
-  xmlString(const C* text)
-      : xmlString(text ? std::strlen(reinterpret_cast<const char*>(text)) + 1 : 0) {
-    if (text) std::memcpy(core->buf, text, core->len);
-  }
-  ~xmlString() { Deref(); }
+    xmlString(const xmlString& other) : core(other.Ref()) {}
+    // A template only so that a literal 0 picks the sized constructor.
+    template <class C, std::enable_if_t<std::is_same_v<C, xmlChar>, int> = 0>
+    xmlString(const C* text) : xmlString(text ? std::strlen(reinterpret_cast<const char*>(text)) + 1 : 0) {
+        if (text) std::memcpy(core->buf, text, core->len);
+    }
+    ~xmlString() { Deref(); }
 
-  xmlString& operator=(const xmlString& other) {
-    xmlString held(other);
-    std::swap(core, held.core);
-    return *this;
-  }
-  xmlString& operator=(const xmlChar* text) {
-    xmlString copy(text);
-    std::swap(core, copy.core);
-    return *this;
-  }
+    xmlString& operator=(const xmlString& other) {
+        xmlString held(other);
+        std::swap(core, held.core);
+        return *this;
+    }
+    xmlString& operator=(const xmlChar* text) {
+        xmlString copy(text);
+        std::swap(core, copy.core);
+        return *this;
+    }
 
-  operator const xmlChar*() const { return core->buf; }
-  operator const char*() const { return reinterpret_cast<const char*>(core->buf); }
+    operator const xmlChar*() const { return core->buf; }
+    operator const char*() const { return reinterpret_cast<const char*>(core->buf); }
 
-  // The capacity in bytes, not the length of any text in the buffer.
-  size_t Len() const { return core->len; }
-  xmlChar* Buf() { return core->buf; }
+    // The capacity in bytes, not the length of any text in the buffer.
+    size_t Len() const { return core->len; }
+    xmlChar* Buf() { return core->buf; }
 
-  // Makes sure the buffer has more than n bytes: when it has n or fewer, it is
-  // reallocated to exactly n + 1 bytes, keeping all old bytes. Returns true when
-  // it reallocated.
-  bool Need(size_t n) {
-    if (core->len > n) return false;
-    if (n + 1 == 0) throw std::bad_alloc();
-    xmlChar* grown = new xmlChar[n + 1];
-    if (core->len) std::memcpy(grown, core->buf, core->len);
-    delete[] core->buf;
-    core->buf = grown;
-    core->len = n + 1;
-    return true;
-  }
+    // Makes sure the buffer has more than n bytes: when it has n or fewer, it is
+    // reallocated to exactly n + 1 bytes, keeping all old bytes. Returns true when
+    // it reallocated.
+    bool Need(size_t n) {
+        if (core->len > n) return false;
+        if (n + 1 == 0) throw std::bad_alloc();
+        xmlChar* grown = new xmlChar[n + 1];
+        if (core->len) std::memcpy(grown, core->buf, core->len);
+        delete[] core->buf;
+        core->buf = grown;
+        core->len = n + 1;
+        return true;
+    }
 
- private:
-  Core* Ref() const {
-    ++core->refcount;
-    return core;
-  }
-  void Deref() {
-    if (core && --core->refcount <= 0) delete core;
-    core = nullptr;
-  }
+private:
+    Core* Ref() const {
+        ++core->refcount;
+        return core;
+    }
+    void Deref() {
+        if (core && --core->refcount <= 0) delete core;
+        core = nullptr;
+    }
 
-  Core* core;
+    Core* core;
 };
 
 }  // namespace Tessel

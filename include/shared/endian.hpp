@@ -19,85 +19,81 @@
 // The byte order shared by the two four-byte fields.
 namespace be_bytes {
 inline void Store32(unsigned char* bytes, unsigned long x) {
-  bytes[0] = static_cast<unsigned char>(x >> 24);
-  bytes[1] = static_cast<unsigned char>(x >> 16);
-  bytes[2] = static_cast<unsigned char>(x >> 8);
-  bytes[3] = static_cast<unsigned char>(x);
+    bytes[0] = static_cast<unsigned char>(x >> 24);
+    bytes[1] = static_cast<unsigned char>(x >> 16);
+    bytes[2] = static_cast<unsigned char>(x >> 8);
+    bytes[3] = static_cast<unsigned char>(x);
 }
 inline unsigned long Load32(const unsigned char* bytes) {
-  return static_cast<unsigned long>(bytes[0]) << 24 |
-         static_cast<unsigned long>(bytes[1]) << 16 |
-         static_cast<unsigned long>(bytes[2]) << 8 | bytes[3];
+    return static_cast<unsigned long>(bytes[0]) << 24 | static_cast<unsigned long>(bytes[1]) << 16 |
+           static_cast<unsigned long>(bytes[2]) << 8 | bytes[3];
 }
 }  // namespace be_bytes
 
 struct BE_ushort {
-  unsigned char bytes[2];
+    unsigned char bytes[2];
 
-  BE_ushort& operator=(unsigned short x) {
-    bytes[0] = static_cast<unsigned char>(x >> 8);
-    bytes[1] = static_cast<unsigned char>(x);
-    return *this;
-  }
-  operator unsigned short() const {
-    return static_cast<unsigned short>(bytes[0] << 8 | bytes[1]);
-  }
+    BE_ushort& operator=(unsigned short x) {
+        bytes[0] = static_cast<unsigned char>(x >> 8);
+        bytes[1] = static_cast<unsigned char>(x);
+        return *this;
+    }
+    operator unsigned short() const { return static_cast<unsigned short>(bytes[0] << 8 | bytes[1]); }
 };
 
 struct BE_ulong {
-  unsigned char bytes[4];
+    unsigned char bytes[4];
 
-  BE_ulong& operator=(unsigned long x) {
-    be_bytes::Store32(bytes, x);
-    return *this;
-  }
-  operator unsigned long() const { return be_bytes::Load32(bytes); }
+    BE_ulong& operator=(unsigned long x) {
+        be_bytes::Store32(bytes, x);
+        return *this;
+    }
+    operator unsigned long() const { return be_bytes::Load32(bytes); }
 };
 
 struct BE_short {
-  unsigned char bytes[2];
+    unsigned char bytes[2];
 
-  BE_short& operator=(short x) {
-    // The conversion to unsigned is the two's complement bit pattern.
-    unsigned short u = static_cast<unsigned short>(x);
-    bytes[0] = static_cast<unsigned char>(u >> 8);
-    bytes[1] = static_cast<unsigned char>(u);
-    return *this;
-  }
-  operator short() const {
-    int u = bytes[0] << 8 | bytes[1];
-    return static_cast<short>(u >= 0x8000 ? u - 0x10000 : u);
-  }
+    BE_short& operator=(short x) {
+        // The conversion to unsigned is the two's complement bit pattern.
+        unsigned short u = static_cast<unsigned short>(x);
+        bytes[0] = static_cast<unsigned char>(u >> 8);
+        bytes[1] = static_cast<unsigned char>(u);
+        return *this;
+    }
+    operator short() const {
+        int u = bytes[0] << 8 | bytes[1];
+        return static_cast<short>(u >= 0x8000 ? u - 0x10000 : u);
+    }
 };
 
 struct BE_long {
-  unsigned char bytes[4];
+    unsigned char bytes[4];
 
-  BE_long& operator=(long x) {
-    be_bytes::Store32(bytes, static_cast<unsigned long>(x));
-    return *this;
-  }
-  operator long() const {
-    const unsigned long u = be_bytes::Load32(bytes);
-    // Sign-extend from bit 31 without relying on a 32-bit long.
-    return (u & 0x80000000UL) ? -static_cast<long>(0xFFFFFFFFUL - u) - 1
-                              : static_cast<long>(u);
-  }
+    BE_long& operator=(long x) {
+        be_bytes::Store32(bytes, static_cast<unsigned long>(x));
+        return *this;
+    }
+    operator long() const {
+        const unsigned long u = be_bytes::Load32(bytes);
+        // Sign-extend from bit 31 without relying on a 32-bit long.
+        return (u & 0x80000000UL) ? -static_cast<long>(0xFFFFFFFFUL - u) - 1 : static_cast<long>(u);
+    }
 };
 
 struct BE_24bit {
-  unsigned char bytes[3];
+    unsigned char bytes[3];
 
-  BE_24bit& operator=(unsigned long x) {
-    bytes[0] = static_cast<unsigned char>(x >> 16);
-    bytes[1] = static_cast<unsigned char>(x >> 8);
-    bytes[2] = static_cast<unsigned char>(x);
-    return *this;
-  }
-  operator unsigned long() const {
-    return static_cast<unsigned long>(bytes[0]) << 16 |
-           static_cast<unsigned long>(bytes[1]) << 8 | bytes[2];
-  }
+    BE_24bit& operator=(unsigned long x) {
+        bytes[0] = static_cast<unsigned char>(x >> 16);
+        bytes[1] = static_cast<unsigned char>(x >> 8);
+        bytes[2] = static_cast<unsigned char>(x);
+        return *this;
+    }
+    operator unsigned long() const {
+        return static_cast<unsigned long>(bytes[0]) << 16 | static_cast<unsigned long>(bytes[1]) << 8 |
+               bytes[2];
+    }
 };
 
 #endif

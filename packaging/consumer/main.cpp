@@ -6,21 +6,21 @@
 #include <cstring>
 
 int main() {
-  using namespace Tessel;
-  const Format::format_info hex("%08X");
-  Format::Printer printer(0);
-  printer.Print(0xC0FFEEUL, hex);
-  const char* text = printer;
+    using namespace Tessel;
+    const Format::format_info hex("%08X");
+    Format::Printer printer(0);
+    printer.Print(0xC0FFEEUL, hex);
+    const char* text = printer;
 
-  xmlNodePtr node = xmlNewText(reinterpret_cast<const xmlChar*>(text));
-  unsigned long back = 0;
-  bool ok;
-  {
-    Format::Scanner scanner(node);
-    ok = scanner.Scan(back, hex);
-  }
-  xmlFreeNode(node);
+    xmlNodePtr node = xmlNewText(reinterpret_cast<const xmlChar*>(text));
+    unsigned long back = 0;
+    bool ok;
+    {
+        Format::Scanner scanner(node);
+        ok = scanner.Scan(back, hex);
+    }
+    xmlFreeNode(node);
 
-  std::printf("printed %s, read back 0x%lX\n", text, back);
-  return ok && std::strcmp(text, "00C0FFEE") == 0 && back == 0xC0FFEEUL ? 0 : 1;
+    std::printf("printed %s, read back 0x%lX\n", text, back);
+    return ok && std::strcmp(text, "00C0FFEE") == 0 && back == 0xC0FFEEUL ? 0 : 1;
 }

@@ -12,7 +12,7 @@ bool early_before_root;
 
 namespace {
 
-const char* const early_paths[early_count] = {"/early/child", "/early",        "/early_dup", "/early_dup",
+const char* const early_paths[early_count] = {"/early/child",    "/early",      "/early_dup", "/early_dup",
                                               "/deep_early/a/b", "/deep_early", "/orphan/x"};
 
 struct Slot {

@@ -13,9 +13,7 @@ using namespace Tessel;
 
 namespace {
 
-const Info_base* Find(const Info_base& parent, const char* name) {
-    return parent.Find(BAD_CAST name);
-}
+const Info_base* Find(const Info_base& parent, const char* name) { return parent.Find(BAD_CAST name); }
 
 TEST(RegistryOrder, EveryDescriptorFindsItsParentWhateverTheOrder) {
     ASSERT_TRUE(early_before_root);
@@ -49,9 +47,7 @@ TEST(RegistryOrder, EveryDescriptorFindsItsParentWhateverTheOrder) {
 }
 
 TEST(RegistryOrder, DestroyedDescriptorsLeaveTheRegistry) {
-    {
-        Info<void> orphan("/never_parent/x");
-    }
+    { Info<void> orphan("/never_parent/x"); }
     static const Info<void> never_parent("/never_parent");
     EXPECT_EQ(Find(root, "never_parent"), &never_parent);
     EXPECT_EQ(Find(never_parent, "x"), nullptr);
@@ -64,9 +60,7 @@ TEST(RegistryOrder, DestroyedDescriptorsLeaveTheRegistry) {
 
     // A lost duplicate does not take the registered one with it.
     Info<void> kept("/temporary_dup");
-    {
-        Info<void> lost("/temporary_dup");
-    }
+    { Info<void> lost("/temporary_dup"); }
     EXPECT_EQ(Find(root, "temporary_dup"), &kept);
 
     // A parent destroyed before its child.

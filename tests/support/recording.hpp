@@ -13,16 +13,21 @@
 
 namespace Tessel_test {
 
-inline std::string Copy(const char* text) {
-    return text ? text : "(null)";
-}
+inline std::string Copy(const char* text) { return text ? text : "(null)"; }
 
 // An error record copied out of the handler, with the current node's text.
 struct Record {
     Record(const Tessel::Error_info& r, xmlTextReaderPtr reader)
-        : severity(r.severity_string), msg(Copy(r.msg)), uri(Copy(r.uri)), xpath(Copy(r.xpath)),
-          name(Copy(r.node.node_name)), line(r.line), col(r.col), node_valid(r.node.valid),
-          node_line(r.node.node_line), parent_line(r.parent.node_line) {
+        : severity(r.severity_string),
+          msg(Copy(r.msg)),
+          uri(Copy(r.uri)),
+          xpath(Copy(r.xpath)),
+          name(Copy(r.node.node_name)),
+          line(r.line),
+          col(r.col),
+          node_valid(r.node.valid),
+          node_line(r.node.node_line),
+          parent_line(r.parent.node_line) {
         xmlChar* text = xmlNodeGetContent(xmlTextReaderCurrentNode(reader));
         content = Copy(reinterpret_cast<const char*>(text));
         xmlFree(text);

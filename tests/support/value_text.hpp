@@ -11,16 +11,16 @@ namespace test_support {
 
 // A scanner over a copy of text, taken from a libxml2 text node.
 inline std::unique_ptr<Tessel::Format::Scanner> over(const char* text) {
-  xmlNodePtr node = xmlNewText(reinterpret_cast<const xmlChar*>(text));
-  auto scanner = std::make_unique<Tessel::Format::Scanner>(node);
-  xmlFreeNode(node);
-  return scanner;
+    xmlNodePtr node = xmlNewText(reinterpret_cast<const xmlChar*>(text));
+    auto scanner = std::make_unique<Tessel::Format::Scanner>(node);
+    xmlFreeNode(node);
+    return scanner;
 }
 
 // The unread rest of a scanner's text.
 inline std::string rest(const Tessel::Format::Scanner& scanner) {
-  const char* p = scanner;
-  return p ? p : "(null)";
+    const char* p = scanner;
+    return p ? p : "(null)";
 }
 
 }  // namespace test_support
