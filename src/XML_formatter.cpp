@@ -1,7 +1,9 @@
 // Value text: format string digests, the scanner and the printer.
 #include "XML/XML_formatter.hpp"
 
+#include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdarg>
 #include <cstdint>
@@ -106,6 +108,14 @@ xmlChar* reader_text(xmlTextReaderPtr reader) {
     return text;
 }
 
+// Reads the decimal digits at p into number, capped at format_info::max_width;
+// returns the first character after them.
+const char* capped_number(const char* p, unsigned int& number) {
+    int digit;
+    for (; dec_to_value(*p, digit); ++p) number = std::min(number * 10 + digit, format_info::max_width);
+    return p;
+}
+
 }  // namespace
 
 bool hex_to_value(char c, int& value) { return digit_value(static_cast<xmlChar>(c), 16, value); }
@@ -158,12 +168,8 @@ void format_info::Prechew(const char* fmt) {
             zero_pad = true;
             ++p;
         }
-        int digit;
-        for (; dec_to_value(*p, digit); ++p) width = width * 10 + digit;
-        if (*p == '.') {
-            ++p;
-            for (; dec_to_value(*p, digit); ++p) prec = prec * 10 + digit;
-        }
+        p = capped_number(p, width);
+        if (*p == '.') p = capped_number(p + 1, prec);
         switch (*p) {
             case 'B':
             case 'b':
@@ -302,6 +308,22 @@ inline bool Scanner::Suffix(const format_info& fi) {
     return true;
 }
 
+namespace {
+
+// The most digits a read takes without a width: for types of up to 32 bits the
+// original limits (2/3, 4/6 and 8/12 hexadecimal/decimal digits for 1, 2 and
+// 4 bytes); for wider types every digit the printer writes (16 hexadecimal,
+// 20 decimal digits for 8 bytes), so that every value reads back.
+template <class T>
+constexpr unsigned int digit_limit(unsigned int radix) {
+    if (sizeof(T) == 1) return radix == 16 ? 2 : 3;
+    if (sizeof(T) == 2) return radix == 16 ? 4 : 6;
+    if (sizeof(T) <= 4) return radix == 16 ? 8 : 12;
+    return radix == 16 ? 2 * sizeof(T) : std::numeric_limits<T>::digits10 + 1;
+}
+
+}  // namespace
+
 // Digits of an unsigned integer type, accumulated modulo 2^bits of the type.
 template <class T>
 inline bool Scanner::Read(T& value, const format_info& fi) {
@@ -312,15 +334,7 @@ inline bool Scanner::Read(T& value, const format_info& fi) {
         p += 2;
         radix = 16;
     }
-    unsigned int limit = fi.width;
-    if (!limit) {
-        if (sizeof(T) == 1)
-            limit = radix == 16 ? 2 : 3;
-        else if (sizeof(T) == 2)
-            limit = radix == 16 ? 4 : 6;
-        else
-            limit = radix == 16 ? 8 : 12;
-    }
+    const unsigned int limit = fi.width ? fi.width : digit_limit<T>(radix);
     int digit;
     if (!digit_value(*p, radix, digit)) {
         ptr = *p ? p + 1 : p;
@@ -437,12 +451,12 @@ bool Scanner::Scan(BE_ushort& value, const format_info& fi) {
     return scan_field<unsigned short>(*this, value, fi);
 }
 bool Scanner::Scan(BE_ulong& value, const format_info& fi) {
-    return scan_field<unsigned long>(*this, value, fi);
+    return scan_field<unsigned int>(*this, value, fi);
 }
 bool Scanner::Scan(BE_short& value, const format_info& fi) { return scan_field<short>(*this, value, fi); }
-bool Scanner::Scan(BE_long& value, const format_info& fi) { return scan_field<long>(*this, value, fi); }
+bool Scanner::Scan(BE_long& value, const format_info& fi) { return scan_field<int>(*this, value, fi); }
 bool Scanner::Scan(BE_24bit& value, const format_info& fi) {
-    return scan_field<unsigned long>(*this, value, fi);
+    return scan_field<unsigned int>(*this, value, fi);
 }
 
 bool Scanner::Scan(void* block, size_t size, const format_info& fi) {
@@ -595,6 +609,27 @@ void Printer::Put_non_finite(double value) {
         String("inf", 3);
 }
 
+namespace {
+
+// A finite double has at most 309 integer digits.
+constexpr size_t integer_digits_max = 320;
+
+// The exact decimal digits of whole, a non-negative integral double, most
+// significant first; returns their number.
+size_t integer_digits(double whole, char (&out)[integer_digits_max]) {
+    if (whole < 0x1p64) {
+        xmlChar* end = reinterpret_cast<xmlChar*>(out + integer_digits_max);
+        xmlChar* first = digits_before<10>(end, static_cast<unsigned long long>(whole));
+        const size_t count = static_cast<size_t>(end - first);
+        std::memmove(out, first, count);
+        return count;
+    }
+    return static_cast<size_t>(
+        std::to_chars(out, out + integer_digits_max, whole, std::chars_format::fixed, 0).ptr - out);
+}
+
+}  // namespace
+
 // Decimal with fi.prec fraction digits, rounded half away from zero.
 Printer& Printer::Print(const double& value, const format_info& fi) {
     Intro(fi);
@@ -611,18 +646,17 @@ Printer& Printer::Print(const double& value, const format_info& fi) {
         written = 1;
         magnitude = -value;
     }
-    double half = 0.5;
-    for (unsigned int i = 0; i < fi.prec; ++i) half *= 0.1;
-    double whole;
-    double fraction = std::modf(magnitude + half, &whole);
-
-    // A finite double has at most 309 integer digits.
-    char digits[320];
-    size_t count = 0;
-    do {
-        double rest = std::modf(whole / 10, &whole);
-        digits[count++] = static_cast<char>('0' + static_cast<int>(rest * 10 + 0.5));
-    } while (whole >= 1 && count < sizeof digits);
+    // From 2^52 on every double is an integer, and adding the half would round
+    // to an even neighbour instead: such values are printed as they are.
+    double whole = magnitude;
+    double fraction = 0;
+    if (magnitude < 0x1p52) {
+        double half = 0.5;
+        for (unsigned int i = 0; i < fi.prec; ++i) half *= 0.1;
+        fraction = std::modf(magnitude + half, &whole);
+    }
+    char digits[integer_digits_max];
+    size_t count = integer_digits(whole, digits);
 
     size_t decimals = fi.prec ? add(fi.prec, 1) : 0;
     written += count + decimals;
@@ -630,7 +664,8 @@ Printer& Printer::Print(const double& value, const format_info& fi) {
     size_t length = add(add(zeros, count), decimals);
     Reserve(add(length, 1), add(length, 1));
     Put_zeros(written, fi);
-    while (count) Insert(digits[--count]);
+    std::memcpy(Ptr(), digits, count);
+    index += count;
     if (fi.prec) {
         Insert('.');
         for (unsigned int i = 0; i < fi.prec; ++i) {
@@ -717,6 +752,11 @@ template <>
 String<BE_long>::String() : fmt("%08X") {}
 template <>
 String<BE_24bit>::String() : fmt("%06X") {}
+
+template <>
+bool String<const char*>::Read(Scanner& scanner, const char*&) const {
+    return scanner.Error("Cannot read text into a const char*");
+}
 
 template class String<BE_ushort>;
 template class String<BE_short>;

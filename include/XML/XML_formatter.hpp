@@ -37,6 +37,7 @@
 #include <cctype>
 #include <cstring>
 #include <ctime>
+#include <type_traits>
 
 namespace Tessel {
 namespace Format {
@@ -48,12 +49,20 @@ bool dec_to_value(char c, int& value);
 
 // A format string digested once into the pieces the scanner and the printer
 // use on every value. The format string is borrowed and must outlive this
-// object; the unescaped prefix is owned. A copy would share the prefix, so a
-// format_info is never copied.
+// object; the unescaped prefix is owned, so a format_info is not copyable.
+//
+// Widths and precisions are capped at max_width: larger numbers in a format
+// string are taken as max_width, for printing and scanning alike, so that no
+// format string can make one value cost more than a few thousand bytes or
+// steps.
 struct format_info {
+    static constexpr unsigned int max_width = 4096;
+
     format_info(const char* fmt);
     format_info(const xmlChar* fmt);
     ~format_info();
+    format_info(const format_info&) = delete;
+    format_info& operator=(const format_info&) = delete;
 
     void Prechew(const char* fmt);
     // Bytes the printer reserves for the fixed parts of one item.
@@ -88,6 +97,8 @@ public:
     Scanner(xmlNodePtr node);
     Scanner(xmlAttrPtr attr);
     ~Scanner();
+    Scanner(const Scanner&) = delete;
+    Scanner& operator=(const Scanner&) = delete;
 
     const char* Error_msg() const { return error_msg; }
     // Records a printf-style message, cut at strlen(format) + 100 bytes; the
@@ -111,9 +122,12 @@ public:
     bool Scan(BE_short& value, const format_info& fi);
     bool Scan(BE_long& value, const format_info& fi);
     bool Scan(BE_24bit& value, const format_info& fi);
-    // Any other type: with a block treatment in the format ("%02B", "%s") its
-    // storage is read as a block of sizeof(T) bytes; otherwise its first bytes
-    // are read as an unsigned int.
+    // Any other type (a structure or array of bytes): with a block treatment
+    // in the format ("%02B", "%s") its storage is read as a block of
+    // sizeof(T) bytes; otherwise its first bytes are read as an unsigned int.
+    // Numbers without an overload above (bool, long long, ...), enumerations
+    // and pointers are refused at compile time: copying a number's bytes into
+    // them would leave part of the old value or forge a pointer.
     template <class T>
     bool Scan(T& value, const format_info& fi);
 
@@ -151,6 +165,9 @@ private:
 
 template <class T>
 bool Scanner::Scan(T& value, const format_info& fi) {
+    static_assert(!std::is_arithmetic_v<T> && !std::is_enum_v<T> && !std::is_pointer_v<T>,
+                  "no scanner overload for this type: use a type the scanner reads, or a formatter "
+                  "with a value table for enumerations");
     if (fi.dump_size != format_info::NONE) return Scan(static_cast<void*>(&value), sizeof(T), fi);
     unsigned int number;
     if (!Scan(number, fi)) return false;
@@ -274,6 +291,12 @@ String<BE_long>::String();
 template <>
 String<BE_24bit>::String();
 
+// A const char* is only written (as the text itself): reading would need
+// storage for the text that outlives the scanner. Reading fails with
+// "Cannot read text into a const char*".
+template <>
+bool String<const char*>::Read(Scanner& scanner, const char*& value) const;
+
 // Enumeration-like values written as their names in a value table, one
 // white-space-delimited word each. Consecutive values in one text are
 // separated by a single space. A value without a name is written as
@@ -357,8 +380,8 @@ private:
 }  // namespace Format
 
 // The owning handle on one formatter. Format strings and value tables are
-// borrowed and must outlive the formatter. A copy would share and later
-// delete the same formatter twice: formatters are never copied.
+// borrowed and must outlive the formatter. A formatter owns its
+// implementation and is not copyable.
 template <class T>
 class Formatter {
 public:
@@ -368,6 +391,8 @@ public:
     Formatter(const Value_hash<T>& values) : ptr(new Format::Value_names<T>(values)) {}
     Formatter(Format::TIME_MODE mode) : ptr(new Format::Time<T>(mode)) {}
     ~Formatter() { delete ptr; }
+    Formatter(const Formatter&) = delete;
+    Formatter& operator=(const Formatter&) = delete;
 
     bool Read(Format::Scanner& scanner, T& value) const { return ptr->Read(scanner, value); }
     void Write(Format::Printer& printer, const T& value) const { ptr->Write(printer, value); }

@@ -16,8 +16,9 @@
 #define PACKED_STRUCT struct __attribute__((packed))
 #define PACKED_UNION union __attribute__((packed))
 
-// The byte order shared by the two four-byte fields.
-namespace be_bytes {
+// The byte order shared by the two four-byte fields; not part of the interface.
+namespace Tessel {
+namespace detail {
 inline void Store32(unsigned char* bytes, unsigned long x) {
     bytes[0] = static_cast<unsigned char>(x >> 24);
     bytes[1] = static_cast<unsigned char>(x >> 16);
@@ -28,7 +29,8 @@ inline unsigned long Load32(const unsigned char* bytes) {
     return static_cast<unsigned long>(bytes[0]) << 24 | static_cast<unsigned long>(bytes[1]) << 16 |
            static_cast<unsigned long>(bytes[2]) << 8 | bytes[3];
 }
-}  // namespace be_bytes
+}  // namespace detail
+}  // namespace Tessel
 
 struct BE_ushort {
     unsigned char bytes[2];
@@ -45,10 +47,10 @@ struct BE_ulong {
     unsigned char bytes[4];
 
     BE_ulong& operator=(unsigned long x) {
-        be_bytes::Store32(bytes, x);
+        Tessel::detail::Store32(bytes, x);
         return *this;
     }
-    operator unsigned long() const { return be_bytes::Load32(bytes); }
+    operator unsigned long() const { return Tessel::detail::Load32(bytes); }
 };
 
 struct BE_short {
@@ -71,11 +73,11 @@ struct BE_long {
     unsigned char bytes[4];
 
     BE_long& operator=(long x) {
-        be_bytes::Store32(bytes, static_cast<unsigned long>(x));
+        Tessel::detail::Store32(bytes, static_cast<unsigned long>(x));
         return *this;
     }
     operator long() const {
-        const unsigned long u = be_bytes::Load32(bytes);
+        const unsigned long u = Tessel::detail::Load32(bytes);
         // Sign-extend from bit 31 without relying on a 32-bit long.
         return (u & 0x80000000UL) ? -static_cast<long>(0xFFFFFFFFUL - u) - 1 : static_cast<long>(u);
     }
