@@ -5,7 +5,9 @@
 
 namespace Tessel {
 
-struct Intrusive_chain {
+// Unlink tolerates an object that was never linked: a copy constructor that
+// runs out of memory destroys its half-built list before linking it.
+struct detail::Intrusive_chain {
     template <class Node>
     static void Link(Node& node, Node*& head) {
         node.next = head;
@@ -16,6 +18,7 @@ struct Intrusive_chain {
 
     template <class Node>
     static void Unlink(Node& node) {
+        if (!node.prev) return;
         if (node.next) node.next->prev = node.prev;
         *node.prev = node.next;
         node.next = nullptr;
@@ -51,14 +54,14 @@ FilterList::FilterList(const FilterList& other) : FilterList(0, Unlinked()) {
 
 FilterList::~FilterList() {
     Mutex_locker lock(mutex(), nullptr, 0);
-    Intrusive_chain::Unlink(*this);
+    detail::Intrusive_chain::Unlink(*this);
     delete[] list;
     list = nullptr;
 }
 
 void FilterList::Link() {
     Mutex_locker lock(mutex(), __FILE__, __LINE__);
-    Intrusive_chain::Link(*this, head);
+    detail::Intrusive_chain::Link(*this, head);
 }
 
 FilterList& FilterList::operator=(const FilterList& other) {
@@ -130,12 +133,12 @@ Mutex& FilterChangeCallback_base::mutex() {
 
 void FilterChangeCallback_base::Link() {
     Mutex_locker lock(mutex(), nullptr, 0);
-    Intrusive_chain::Link(*this, head);
+    detail::Intrusive_chain::Link(*this, head);
 }
 
 void FilterChangeCallback_base::Unlink() {
     Mutex_locker lock(mutex(), nullptr, 0);
-    if (prev) Intrusive_chain::Unlink(*this);
+    detail::Intrusive_chain::Unlink(*this);
 }
 
 void FilterChangeCallback_base::Do(const FilterList& master) {

@@ -48,11 +48,15 @@
 #include "XML/XML_defines.hpp"
 #include "XML/XML_mutex.hpp"
 
+#include <utility>
+
 namespace Tessel {
 
+namespace detail {
 // Links and unlinks the objects of the library's intrusive chains, whose prev
 // field is the address of the pointer that points at the object.
 struct Intrusive_chain;
+}  // namespace detail
 
 // A filter word. Only its low 32 bits carry categories; the library's error
 // records use 0x80000000.
@@ -89,7 +93,7 @@ public:
     bool Check(Filter filter, unsigned int channel) const;
 
 private:
-    friend struct Intrusive_chain;
+    friend struct detail::Intrusive_chain;
 
     struct Unlinked {};
     // The master list: never in the chain.
@@ -113,29 +117,46 @@ private:
 // A receiver of master list changes. Objects are called by Changed(), newest
 // first, with the new master list.
 //
-// A derived class links itself with Link() at the end of its constructor and
-// unlinks itself with Unlink() at the start of its destructor (the base
-// destructor unlinks too, for safety). Linking only once the object is
-// complete means that a Changed() on another thread never calls an object
-// that is still being built or already being torn down.
+// An application's own callback derives from FilterChangeCallback_base,
+// overrides Do_Callback, and is created as a Linked_callback of its class:
+//
+//     struct Channel_watch : Tessel::FilterChangeCallback_base {
+//         size_t channels = 0;
+//         void Do_Callback(const Tessel::FilterList& master) override { channels = master.Channels(); }
+//     };
+//     Tessel::Linked_callback<Channel_watch> watch;  // called from here on
+//
+// Linked_callback links the object into the callback chain once it is
+// completely constructed and unlinks it before any part of it is destroyed,
+// so Changed() on another thread never calls a half-built or half-destroyed
+// callback. The base class cannot be misused: a class derived from it alone
+// stays abstract (its private Linked() is pure, and only Linked_callback and
+// FilterChangeCallback implement it), so an unlinked callback, which would
+// never be called, does not compile.
 class FilterChangeCallback_base {
 public:
-    FilterChangeCallback_base() : next(nullptr), prev(nullptr) {}
     virtual ~FilterChangeCallback_base() { Unlink(); }
     FilterChangeCallback_base(const FilterChangeCallback_base&) = delete;
     FilterChangeCallback_base& operator=(const FilterChangeCallback_base&) = delete;
 
 protected:
+    FilterChangeCallback_base() : next(nullptr), prev(nullptr) {}
+
+private:
+    friend class FilterList;
+    friend class FilterChangeCallback;
+    friend struct detail::Intrusive_chain;
+    template <class Callback>
+    friend class Linked_callback;
+
+    virtual void Do_Callback(const FilterList& master) = 0;
+    // Implemented by the classes that link a callback once it is complete.
+    virtual void Linked() = 0;
+
     // Links this object at the head of the callback chain.
     void Link();
     // Unlinks this object, if linked; waits for a running Do to finish.
     void Unlink();
-
-private:
-    friend class FilterList;
-    friend struct Intrusive_chain;
-
-    virtual void Do_Callback(const FilterList& master) = 0;
 
     // Calls every linked callback with master, newest first.
     static void Do(const FilterList& master);
@@ -147,14 +168,30 @@ private:
     static Mutex& mutex();
 };
 
+// An application's callback class, linked while the object is complete. The
+// arguments go to Callback's constructor.
+template <class Callback>
+class Linked_callback final : public Callback {
+public:
+    template <class... Args>
+    explicit Linked_callback(Args&&... args) : Callback(std::forward<Args>(args)...) {
+        this->FilterChangeCallback_base::Link();
+    }
+    ~Linked_callback() override { this->FilterChangeCallback_base::Unlink(); }
+
+private:
+    void Linked() override {}
+};
+
 // Calls a function on every master list change.
-class FilterChangeCallback : public FilterChangeCallback_base {
+class FilterChangeCallback final : public FilterChangeCallback_base {
 public:
     explicit FilterChangeCallback(void (*fn)(const FilterList& master)) : callback(fn) { Link(); }
     ~FilterChangeCallback() override { Unlink(); }
 
 private:
     void Do_Callback(const FilterList& master) override { callback(master); }
+    void Linked() override {}
 
     void (*callback)(const FilterList& master);
 };
