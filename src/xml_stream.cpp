@@ -34,10 +34,11 @@ Mutex::Mutex(const char* name_arg) : locker(0), name(name_arg), file(nullptr), l
 Mutex::~Mutex() { pthread_mutex_destroy(&mutex); }
 
 void Mutex::Lock(const char* file_arg, unsigned int line_arg) {
-    // The deadline is the start of the next whole second: a wait of 0 to 1 s.
+    // The deadline is one second after the wait begins, on the clock that
+    // pthread_mutex_timedlock measures against.
     timespec deadline;
-    deadline.tv_sec = time(nullptr) + 1;
-    deadline.tv_nsec = 0;
+    clock_gettime(CLOCK_REALTIME, &deadline);
+    deadline.tv_sec += 1;
     int err = pthread_mutex_timedlock(&mutex, &deadline);
     if (err == ETIMEDOUT) {
         fflush(stdout);

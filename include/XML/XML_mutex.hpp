@@ -1,9 +1,9 @@
 // The library's lock: a recursive POSIX mutex with a name, which remembers the
-// thread, source file and line of its most recent Lock. Lock waits until the
-// start of the next whole second; if the mutex is still taken by then, it
-// prints "mutex tout, err <code> <text>" and the holder (Show) on standard
-// error and then waits without limit. A lock therefore never fails, but a
-// stuck holder becomes visible.
+// thread, source file and line of its most recent Lock. Lock waits up to one
+// second, measured from the start of the wait; if the mutex is still taken by
+// then, it prints "mutex tout, err <code> <text>" and the holder (Show) on
+// standard error and then waits without limit. A lock therefore never fails,
+// but a stuck holder becomes visible.
 //
 // Each nested Lock overwrites the holder fields and the first Unlock clears
 // them, so Show reports "not locked" while an outer level still holds the
