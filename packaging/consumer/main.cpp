@@ -5,6 +5,11 @@
 #include <cstdio>
 #include <cstring>
 
+// The package's compile flags must leave the consumer's language standard alone.
+#ifdef EXPECT_CPLUSPLUS
+static_assert(__cplusplus >= EXPECT_CPLUSPLUS, "the package's flags changed the language standard");
+#endif
+
 int main() {
     using namespace Tessel;
     const Format::format_info hex("%08X");
