@@ -64,6 +64,7 @@ Input_data::Input_data(xmlTextReaderPtr adopted)
     : error_state(false),
       skip_flag(false),
       relax_schema(nullptr),
+      malformed(false),
       reader(adopted),
       filters(4),
       abort_on_error(true),
@@ -120,7 +121,8 @@ void Input_data::Trace(const char* call) const {
     fprintf(stderr, "%s\n", call);
 }
 
-bool Input_data::Read_failed() {
+bool Input_data::Read_failed(int result) {
+    if (result < 0) malformed = true;
     perror("Reading input XML");
     Error_handler("Read error on input", XML_PARSER_SEVERITY_ERROR, nullptr);
     return false;
@@ -128,7 +130,9 @@ bool Input_data::Read_failed() {
 
 void Input_data::Error_handler_entry(void* input, const char* msg, xmlParserSeverities severity,
                                      xmlTextReaderLocatorPtr locator) {
-    static_cast<Input_data*>(input)->Report(msg, severity, locator);
+    Input_data& source = *static_cast<Input_data*>(input);
+    if (severity == XML_PARSER_SEVERITY_ERROR) source.malformed = true;
+    source.Report(msg, severity, locator);
 }
 
 void Input_data::Error_handler(const char* format, xmlParserSeverities severity,

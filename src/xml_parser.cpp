@@ -32,8 +32,43 @@ namespace Tessel {
 // The registry of descriptors. `root` is defined after Bool_hash and
 // XML_attr_hash so that it is constructed after them and destroyed before.
 
-Pending* Info_root::pending;
-bool Info_root::done;
+namespace {
+
+// One queued registration: a descriptor waiting for its parent. Entries form
+// an intrusive chain whose prev field is the address of the pointer that
+// points at the entry.
+class Pending {
+public:
+    // Takes over parent, an array allocated with new[].
+    Pending(const xmlChar* parent, const Info_base& item);
+    Pending(const Pending&) = delete;
+    Pending& operator=(const Pending&) = delete;
+    ~Pending();
+
+    Pending& Link();
+    Pending& Unlink();
+
+    // Deletes every queued entry of that very descriptor.
+    static void Cancel(const Info_base& item);
+    // Registers every entry whose parent can be found, repeating until a pass
+    // registers nothing.
+    static void Service_queue();
+
+private:
+    Pending* next;
+    Pending** prev;
+    // The parent components, each NUL-terminated, ended by an empty name.
+    const xmlChar* parent;
+    const Info_base& item;
+};
+
+// The head of the queue and the flag telling that `root` is built: plain
+// statics, zero before any constructor runs, so that descriptors built before
+// `root` can queue.
+Pending* pending;
+bool done;
+
+}  // namespace
 
 const Info_root root;
 
@@ -122,7 +157,7 @@ void Info_base::Register_name(const xmlChar* full_path) {
     std::unique_ptr<xmlChar[]> names = Parent_names(full_path, name);
     new Pending(names.get(), *this);
     names.release();
-    if (Info_root::done) Pending::Service_queue();
+    if (done) Pending::Service_queue();
 }
 
 void Info_base::Unregister() const {
@@ -143,9 +178,9 @@ Pending::~Pending() {
 }
 
 Pending& Pending::Link() {
-    next = Info_root::pending;
-    prev = &Info_root::pending;
-    Info_root::pending = this;
+    next = pending;
+    prev = &pending;
+    pending = this;
     if (next) next->prev = &next;
     return *this;
 }
@@ -157,7 +192,7 @@ Pending& Pending::Unlink() {
 }
 
 void Pending::Cancel(const Info_base& descriptor) {
-    for (Pending* entry = Info_root::pending; entry;) {
+    for (Pending* entry = pending; entry;) {
         Pending* following = entry->next;
         if (&entry->item == &descriptor) delete entry;
         entry = following;
@@ -167,7 +202,7 @@ void Pending::Cancel(const Info_base& descriptor) {
 void Pending::Service_queue() {
     for (bool registered = true; registered;) {
         registered = false;
-        for (Pending* entry = Info_root::pending; entry;) {
+        for (Pending* entry = pending; entry;) {
             Pending* following = entry->next;
             if (const Info_base* found = Find_parent(entry->parent)) {
                 found->Register_sub(entry->item);
@@ -187,7 +222,20 @@ void Info<void>::Subregister(Subelement_register&) const {}
 
 xmlNodePtr Info<void>::Write() const { return NoName() ? nullptr : xmlNewNode(nullptr, Name()); }
 
+namespace detail {
+std::recursive_mutex& table_creation_mutex() {
+    // Never destroyed: tables may be used by static destructors in any order.
+    static std::recursive_mutex* const mutex = new std::recursive_mutex;
+    return *mutex;
+}
+}  // namespace detail
+
+// `root` is built when the library is loaded: libxml2's global state and the
+// library's own tables are set up here, before any parse can run on any thread.
 Info_root::Info_root() : Info<void>("/") {
+    xmlInitParser();
+    Bool_hash.Init_if_needed();
+    XML_attr_hash.Init_if_needed();
     done = true;
     registry_open = true;
     Pending::Service_queue();
@@ -227,7 +275,8 @@ void Add_children(xmlNodePtr parent, xmlNodePtr node) {
 
 bool Process(Input_data& input) {
     std::unique_ptr<Instance_base> top(root.Get_instance(input));
-    return top->Process_contents();
+    const bool completed = top->Process_contents();
+    return completed && !input.Malformed();
 }
 
 Instance_base::~Instance_base() { delete head; }
@@ -285,7 +334,13 @@ bool Instance_base::Process_contents() {
 
 bool Instance_base::Read_child(const xmlChar* child_name) {
     std::unique_ptr<Instance_base> child(Get_subinstance(child_name));
-    if (child) return child->Process_contents();
+    if (child) {
+        const int child_depth = xmlTextReaderDepth(stream);
+        if (child->Process_contents()) return true;
+        child.reset();
+        if (!stream.abort_on_error) Pass_over(child_depth);
+        return false;
+    }
     if (stream.abort_on_error)
         stream.Error_handler("Bad subelement for %s: %s\n", XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr,
                              Name(), child_name);
@@ -299,7 +354,10 @@ bool Instance_base::Read_text() {
     int items = 0;
     while (text.More()) {
         const xmlChar* rest = text;
-        if (!Text(text)) {
+        bool read = Text(text);
+        // An item read without moving the cursor would be read forever.
+        if (read && static_cast<const xmlChar*>(text) == rest) read = text.Error("No progress reading text");
+        if (!read) {
             stream.Error_handler("Bad TEXT/CDATA for %s: \"%s\":%s:%d items read",
                                  XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, Name(), rest, text.Error_msg(),
                                  items);
@@ -308,6 +366,19 @@ bool Instance_base::Read_text() {
         ++items;
     }
     return true;
+}
+
+// With abort_on_error clear, a child whose walk failed on a read error may
+// leave the reader inside it. Its remaining nodes, up to its end tag, are
+// passed over here so that none reaches this element as its own. Reads that
+// fail with the reader still going on are passed over too; the input's end or
+// a reader that has given up ends the pass.
+void Instance_base::Pass_over(int child_depth) {
+    xmlTextReaderPtr reader = stream;
+    while (xmlTextReaderDepth(reader) > child_depth)
+        if (!stream.Next_node() &&
+            (!stream.Error_state() || xmlTextReaderReadState(reader) != XML_TEXTREADER_MODE_INTERACTIVE))
+            return;
 }
 
 bool Instance_base::Unhandled(const xmlChar* node_name, int type) {

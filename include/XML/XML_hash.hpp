@@ -12,9 +12,12 @@
 // and leaves the marker 0xDEADDEAD in the handle.
 //
 // Every operation is const: the handle is mutable state created inside const
-// objects. Nothing here locks; the first use of a table must not race with
-// another use of it, and entries must not be added, removed or changed while
-// another thread uses the same table.
+// objects. The first use may come from several threads at once (parses on
+// different threads reach a static table for the first time together): the
+// creation and filling of every table runs under one library-wide lock, and
+// a table is seen as live by other threads only once it is completely filled.
+// After that, lookups take no lock. Entries must not be added, removed or
+// changed while another thread uses the same table.
 #ifndef TESSEL_XML_HASH_HPP
 #define TESSEL_XML_HASH_HPP
 
@@ -22,9 +25,17 @@
 
 #include <libxml/hash.h>
 
+#include <atomic>
 #include <cstdint>
+#include <mutex>
 
 namespace Tessel {
+
+namespace detail {
+// Held while any table is created and filled. Recursive: filling one table may
+// create another on the same thread.
+std::recursive_mutex& table_creation_mutex();
+}  // namespace detail
 
 // Adapts a typed callback to libxml2's scanner callback. The primary form
 // passes a caller's extra argument of type E to every call.
@@ -67,8 +78,8 @@ public:
     // (removed, replaced, or left in the table when it is freed).
     typedef void Cleanup(T* payload, xmlChar* name);
 
-    Hash() : count(0), hash(nullptr), cleanup(nullptr) {}
-    explicit Hash(unsigned int size) : count(size), hash(nullptr), cleanup(nullptr) {}
+    Hash() : count(0), hash(nullptr), cleanup(nullptr), ready(false) {}
+    explicit Hash(unsigned int size) : count(size), hash(nullptr), cleanup(nullptr), ready(false) {}
     Hash(const Hash&) = delete;
     Hash& operator=(const Hash&) = delete;
 
@@ -87,7 +98,7 @@ public:
     size_t Count() const { return count; }
 
     void Init_if_needed() const {
-        if (!hash) Init();
+        if (!ready.load(std::memory_order_acquire)) Create();
     }
 
     const T* Lookup(const xmlChar* name) const {
@@ -144,6 +155,20 @@ protected:
     Cleanup* cleanup;
 
 private:
+    // True once the table is created and filled; published after the filling,
+    // so that a thread that sees it true sees the whole table.
+    mutable std::atomic<bool> ready;
+
+    // Runs Init() under the creation lock unless the table exists. On the
+    // thread that is filling the table, a nested use finds the table (being
+    // filled) and uses it; another thread waits for the lock.
+    __attribute__((noinline)) void Create() const {
+        std::lock_guard<std::recursive_mutex> lock(detail::table_creation_mutex());
+        if (hash) return;
+        Init();
+        ready.store(hash != nullptr, std::memory_order_release);
+    }
+
     // Name() may return const char* or const xmlChar*; both are UTF-8 bytes.
     static const xmlChar* Key(const T& item) { return reinterpret_cast<const xmlChar*>(item.Name()); }
 

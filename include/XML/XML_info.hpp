@@ -69,32 +69,6 @@ private:
     mutable Hash<Info_base>* subelements;
 };
 
-// One queued registration, linked at the head of Info_root::pending.
-class Pending {
-public:
-    // Takes over parent, an array allocated with new[].
-    Pending(const xmlChar* parent, const Info_base& item);
-    Pending(const Pending&) = delete;
-    Pending& operator=(const Pending&) = delete;
-    ~Pending();
-
-    Pending& Link();
-    Pending& Unlink();
-
-    // Deletes every queued entry of that very descriptor.
-    static void Cancel(const Info_base& item);
-    // Registers every entry whose parent can be found, repeating until a pass
-    // registers nothing.
-    static void Service_queue();
-
-private:
-    Pending* next;
-    Pending** prev;
-    // The parent components, each NUL-terminated, ended by an empty name.
-    const xmlChar* parent;
-    const Info_base& item;
-};
-
 template <class T>
 class Info;
 
@@ -123,11 +97,6 @@ class Info_root : public Info<void> {
 public:
     Info_root();
     ~Info_root() override;
-
-    // Plain statics, zero until `root` is built, so that descriptors built
-    // before it can queue.
-    static Pending* pending;
-    static bool done;
 };
 
 extern const Info_root root;

@@ -126,12 +126,17 @@ public:
         error_state = false;
         const int result = skip_flag ? xmlTextReaderNext(reader) : xmlTextReaderRead(reader);
         skip_flag = false;
-        if (result < 0 || error_state) return Read_failed();
+        if (result < 0 || error_state) return Read_failed(result);
         return result > 0;
     }
     // Makes the next Next_node step over the current node's subtree.
     void Skip_node() { skip_flag = true; }
     bool Error_state() const { return error_state; }
+    // True once the document has shown itself not well-formed: libxml2 reported
+    // an error of severity ERROR (truncated or malformed markup, an undefined
+    // entity, an external entity that cannot be loaded) or the reader gave up.
+    // The parse engine then returns false whatever abort_on_error says.
+    bool Malformed() const { return malformed; }
     operator xmlTextReaderPtr() { return reader; }
     bool Process() { return Tessel::Process(*this); }
 
@@ -151,13 +156,14 @@ public:
 private:
     void Init();
     bool Reader_init();
-    bool Read_failed();
+    bool Read_failed(int result);
     void Report(const char* msg, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator);
     void Trace(const char* call) const;
 
     bool error_state;
     bool skip_flag;
     const char* relax_schema;
+    bool malformed;
 
 public:
     xmlTextReaderPtr reader;

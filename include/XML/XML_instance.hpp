@@ -13,6 +13,17 @@
 // input's abort_on_error set, the first element-level error makes every open
 // walk return false; with it clear, only the element in which it occurred is
 // not finalized. A rejected attribute is reported and never stops the parse.
+// A Text() that succeeds without moving the scanner's cursor is a text error
+// ("No progress reading text"), so that a faulty instance cannot loop.
+//
+// Documents that are not well-formed. With abort_on_error clear, a child whose
+// walk failed on a read error may leave the reader inside it; its remaining
+// nodes are passed over up to its end tag and never handed to the parent as
+// its own. A well-formedness error (libxml2 severity ERROR: truncated or
+// malformed markup, an undefined entity) makes Process() return false
+// whatever abort_on_error says. Validity errors keep their effect, so an
+// application can still collect every validity error of a document in one
+// pass with abort_on_error clear.
 #ifndef TESSEL_XML_INSTANCE_HPP
 #define TESSEL_XML_INSTANCE_HPP
 
@@ -64,6 +75,7 @@ private:
     friend class Finalize_hook;
 
     bool Read_child(const xmlChar* name);
+    void Pass_over(int child_depth);
     void Read_attribute(xmlAttrPtr attr);
     bool Read_text();
     bool Unhandled(const xmlChar* name, int type);

@@ -31,6 +31,9 @@ public:
     Value_hash(const Value_hash&) = delete;
     Value_hash& operator=(const Value_hash&) = delete;
 
+    // Creates and fills the table now rather than at the first lookup.
+    void Init_if_needed() const { hash.Init_if_needed(); }
+
     // Stores the value of the row named name and returns true; returns false
     // and leaves value untouched when no row has that name.
     bool Lookup(const xmlChar* name, T& value) const {
