@@ -1,0 +1,37 @@
+// Uses of the interface that must not compile. Each case is compiled on its
+// own by CTest (see CMakeLists.txt), which expects the compiler's diagnostic.
+#include "XML/Tessel.hpp"
+
+using namespace Tessel;
+
+enum class Colour { red };
+struct Unlinked : FilterChangeCallback_base {
+    void Do_Callback(const FilterList&) override {}
+};
+
+void Case(Format::Scanner& scanner, const Format::format_info& fi) {
+#if CASE == 1  // a number without a scanner overload: its bytes would be copied
+    bool value;
+    scanner.Scan(value, fi);
+#elif CASE == 2
+    long long value;
+    scanner.Scan(value, fi);
+#elif CASE == 3  // a pointer would be forged from the text
+    const char* value;
+    scanner.Scan(value, fi);
+#elif CASE == 4
+    Colour value;
+    scanner.Scan(value, fi);
+#elif CASE == 5  // owning handles are not copyable
+    Formatter<long> a;
+    Formatter<long> b(a);
+#elif CASE == 6
+    Format::Scanner copy(scanner);
+#elif CASE == 7
+    Format::format_info copy(fi);
+#elif CASE == 8  // a callback that would never be called
+    Unlinked callback;
+#endif
+    (void)scanner;
+    (void)fi;
+}
