@@ -1,5 +1,20 @@
-// Common definitions for every Tessel header: the libxml2 types the interface is
-// written in and the library's namespaces.
+// Common definitions for every Tessel header: libxml2's types and the library's namespaces.
+//
+// Example: names and text cross the interface as libxml2's UTF-8 xmlChar,
+// elements as its tree nodes:
+//
+//     #include <XML/XML_defines.hpp>
+//
+//     const xmlChar* tag = BAD_CAST "rec";         // a string literal as xmlChar
+//     xmlNodePtr node = xmlNewNode(nullptr, tag);  // <rec/>
+//     bool same = xmlStrEqual(node->name, tag);    // true
+//     xmlFreeNode(node);
+//     namespace Fmt = Tessel::Format;              // Fmt::Scanner, Fmt::Printer (XML_formatter.hpp)
+//
+// The interface is written in the libxml2 types that this header includes
+// (<libxml/tree.h>, <libxml/xmlreader.h>, <libxml/xmlstring.h>). Every name of
+// the library lives in the namespace Tessel, value text in Tessel::Format.
+// Tessel::Access and Tessel::Attrib are declared here and hold nothing yet.
 #ifndef TESSEL_XML_DEFINES_HPP
 #define TESSEL_XML_DEFINES_HPP
 

@@ -1,6 +1,20 @@
-// Channel filters: a filter word (Filter) is a set of category bits; a
-// FilterList holds one word per channel and admits a record offered with a
-// filter value when a word shares a bit with it (Check).
+// Channel filters: per-channel words of category bits that admit or refuse records.
+//
+// Example:
+//
+//     Tessel::FilterList outputs(2);  // two channels, both words 0, linked into the chain
+//     outputs[0] = 0x1 | 0x4;         // channel 0 takes categories 0x1 and 0x4
+//     outputs[1] = 0x2;               // channel 1 takes 0x2
+//     outputs.Check(0x4);             // true: channel 0 shares 0x4
+//     outputs.Check(0x8);             // false: no channel takes 0x8
+//     outputs.Check(0x2, 0);          // false: channel 0 does not take 0x2
+//     outputs.Check(0x2, 5);          // true: channel 5 is beyond the list
+//     outputs[3] = 0x8;               // grows the list to 4 channels; channel 2 is 0
+//     Tessel::FilterList::Changed();  // recomputes the master list; calls the callbacks if it changed
+//
+// A filter word (Filter) is a set of category bits; a FilterList holds one word
+// per channel and admits a record offered with a filter value when a word
+// shares a bit with it (Check).
 //
 // Every FilterList except the master list is linked into one global chain
 // from construction to destruction. After changing lists an application calls

@@ -1,6 +1,26 @@
-// Value text: format strings, the scanner that turns text into values and the
-// printer that turns values into text, and the per-type formatters built on
-// them.
+// Value text: format strings, scanner, printer and formatters.
+//
+// Example: three values read from one text, then written back:
+//
+//     using namespace Tessel;
+//     const Format::format_info hex("v=0x%X;");              // prefix "v=0x", hex digits, suffix ";"
+//     const Format::format_info fixed("%.2d");               // decimal, two fraction digits
+//     const Formatter<time_t> stamp(Format::YYDDMM_HHMMSS);  // UTC, as "24-02-29 13:05:09"
+//     xmlNodePtr node = xmlNewText(BAD_CAST "v=0x1F; 12.34 24-02-29 13:05:09");
+//     Format::Scanner scanner(node);                         // holds its own copy of the node's text
+//     unsigned int code;
+//     double price;
+//     time_t when;
+//     bool ok = scanner.Scan(code, hex) && scanner.Scan(price, fixed) && stamp.Read(scanner, when);
+//     // ok: code 31, price 12.34, when 1709211909; scanner.More() is false
+//     Format::Printer printer(0);                            // 100 bytes to start with
+//     printer.Print(code, hex).Print(" ").Print(price, fixed).Print(" ");
+//     stamp.Write(printer, when);  // (const char*)printer: "v=0x1F; 12.34 24-02-29 13:05:09"
+//     xmlFreeNode(node);
+//
+// A format string is digested once into a format_info; the scanner turns text
+// into values and the printer turns values into text under it, and the
+// per-type formatters are built on them.
 //
 // Format strings resemble printf's but are the library's own: an optional
 // literal prefix ("%%" is one percent sign), then "%", an optional "0" flag,

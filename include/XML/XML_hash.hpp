@@ -1,5 +1,22 @@
 // Name-keyed tables over libxml2 hash tables.
 //
+// Example: a table over a static array of rows, each found by its Name():
+//
+//     struct Unit {
+//         const char* name;
+//         double metres;
+//         const char* Name() const { return name; }
+//     };
+//     const Unit units[] = {{"mm", 0.001}, {"cm", 0.01}, {"m", 1.0}, {"cm", 99.0}};
+//     const Tessel::Hash_table<Unit> unit_table(units);  // calls no libxml2 function yet
+//
+//     const Unit* cm = unit_table.Lookup(BAD_CAST "cm");  // creates and fills the table: &units[1]
+//     const Unit* km = unit_table.Lookup(BAD_CAST "km");  // null
+//     size_t rows = unit_table.Count();                   // 4; unit_table[3] is &units[3], [4] null
+//     double total = 0;
+//     unit_table.For_all([](const xmlChar*, const Unit& unit, double& sum) { sum += unit.metres; }, total);
+//     // total is 1.011: the second "cm" row was refused when the table was filled
+//
 // Hash<T> maps a UTF-8 name to a pointer to a T that it does not copy.
 // Hash_table<T> fills such a table from a static array of rows, each row
 // stored under its Name().

@@ -1,5 +1,20 @@
 // Element descriptors and the global registry of descriptors by path.
 //
+// Example: three descriptors, constructed in any order (here in one file, in
+// this order), form the outline inventory > shelf > box:
+//
+//     using namespace Tessel;
+//     const Info<void> box("/inventory/shelf/box");  // queued until its parent is registered
+//     const Info<void> inventory("/inventory");      // beneath root, under the name "inventory"
+//     const Info<void> shelf("/inventory/shelf");    // beneath inventory; box then finds it
+//     const Info<void> loose("box");                 // not registered: reached through bindings only
+//
+//     const Info_base* found = root.Find(BAD_CAST "inventory");        // &inventory
+//     found = inventory.Find(BAD_CAST "shelf")->Find(BAD_CAST "box");  // &box
+//     found = root.Find(BAD_CAST "box");                               // null: box is two levels down
+//     xmlNodePtr node = inventory.Write();  // a new, empty <inventory/>; root.Write() is null
+//     Dump_elements();  // standard output: "<inventory>\n <shelf>\n  <box>\n"
+//
 // Every element type that can be read or written is described by a descriptor
 // derived from Info_base, built from a path. A descriptor whose path begins
 // with "/" and has a non-empty last component registers itself beneath the

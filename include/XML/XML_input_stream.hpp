@@ -1,5 +1,24 @@
 // Input sources and error records.
 //
+// Example: a file whose error records are collected rather than printed, read
+// on past errors:
+//
+//     struct Collecting_file : Tessel::Input_file {
+//         using Input_file::Input_file;
+//         std::vector<std::string> records;
+//         void Error_handler(const Tessel::Error_info& info) override {  // info's strings die on return
+//             records.push_back(std::string(info.severity_string) + ": " + (info.msg ? info.msg : "(null)"));
+//         }
+//     };
+//     const Tessel::Info<void> log_element("/log"), rec_element("/log/rec");
+//
+//     // log.xml, on one line: <!DOCTYPE log [<!ELEMENT log (rec*)> <!ELEMENT rec (#PCDATA)>]>
+//     //                       <log><rec>x</rec><rec/></log>
+//     Collecting_file input("log.xml");
+//     input.abort_on_error = false;  // the default, true, makes the first error stop the parse
+//     bool ok = input.Process();     // true; the second <rec> is read; records holds one record:
+//     // "VALIDITY_ERROR: Bad TEXT/CDATA for rec: \"x\":No text allowed for void:0 items read"
+//
 // An input source (Input_data) wraps one libxml2 streaming reader with what the
 // parse engine needs around it: the reader set-up, the error callback that
 // turns every libxml2 diagnostic into an Error_info record, a one-shot request

@@ -1,5 +1,34 @@
 // Parse instances and the walk that drives them.
 //
+// Example: the descriptor of <rec> and its hand-written instance, which
+// collects the number in every <rec> (typed descriptors, Info<T>, will spare
+// these classes; until then an application writes them):
+//
+//     using namespace Tessel;
+//     std::vector<long> values;  // 5, 7 after reading <log><rec>5</rec><rec>7</rec></log>
+//     const Format::format_info decimal("%d");
+//
+//     struct Rec_instance : Instance_base {  // one <rec> while it is read
+//         Rec_instance(Input_data& in, const Info_base& info) : Instance_base(in), info(info) {}
+//         bool Attribute(const xmlChar*, Format::Scanner& s) override { return s.Error("Not allowed"); }
+//         bool Text(Format::Scanner& text) override { return text.Scan(value, decimal); }
+//         bool Finalize() override { return true; }  // the whole <rec> has been read
+//         bool Commit() override { values.push_back(value); return true; }
+//         const xmlChar* Name() const override { return info.Name(); }
+//         const Info_base& info;
+//         long value = 0;
+//     };
+//     struct Rec_info : Info_base {  // the descriptor of <rec>, registered by its path
+//         using Info_base::Info_base;
+//         Instance_base* Get_instance(Input_data& in) const override { return new Rec_instance(in, *this); }
+//     };
+//     const Info<void> log_element("/log");
+//     const Rec_info rec_element("/log/rec");
+//
+// A <rec>5 x</rec> reads 5, then fails on "x": the input's error handler gets
+// "Bad TEXT/CDATA for rec: \" x\":Bad character 'x':1 items read", that <rec>
+// is not committed, and with abort_on_error set (the default) the parse stops.
+//
 // A parse instance stands for one element while it is read: it takes the
 // element's attributes and text and supplies an instance for each child
 // element. Process_contents() is the recursive walk: it reads nodes up to the
@@ -21,9 +50,11 @@
 // nodes are passed over up to its end tag and never handed to the parent as
 // its own. A well-formedness error (libxml2 severity ERROR: truncated or
 // malformed markup, an undefined entity) makes Process() return false
-// whatever abort_on_error says. Validity errors keep their effect, so an
-// application can still collect every validity error of a document in one
-// pass with abort_on_error clear.
+// whatever abort_on_error says. Validity errors keep their effect: with
+// abort_on_error clear, the element in which one arrives is not finalized and
+// the parse goes on, so one pass collects the validity errors of a document
+// (libxml2 validates ahead of the reader, so an error found while reading the
+// document's first chunk ends the parse at its first node).
 #ifndef TESSEL_XML_INSTANCE_HPP
 #define TESSEL_XML_INSTANCE_HPP
 

@@ -1,9 +1,28 @@
-// The library's lock: a recursive POSIX mutex with a name, which remembers the
-// thread, source file and line of its most recent Lock. Lock waits up to one
-// second, measured from the start of the wait; if the mutex is still taken by
-// then, it prints "mutex tout, err <code> <text>" and the holder (Show) on
-// standard error and then waits without limit. A lock therefore never fails,
-// but a stuck holder becomes visible.
+// The library's lock: a recursive POSIX mutex with a name, held for a scope by Mutex_locker.
+//
+// Example:
+//
+//     Tessel::Mutex table_mutex("table");  // the name appears in its reports
+//     std::map<int, int> table;
+//
+//     void Put(int key, int value) {
+//         Tessel::Mutex_locker lock(table_mutex, __FILE__, __LINE__);  // unlocked at the end of the scope
+//         table[key] = value;
+//     }
+//     void Put_pair(int key, int value) {
+//         Tessel::Mutex_locker lock(table_mutex, __FILE__, __LINE__);
+//         Put(key, value);      // locks again on the same thread: no deadlock
+//         Put(key + 1, value);  // other lockers see both entries or neither
+//     }
+//
+//     table_mutex.Show();  // standard error: "table not locked"; inside Put, something like
+//                          // "table Locked app.cpp:5 thread <holder's pthread_t>"
+//
+// A Mutex remembers the thread, source file and line of its most recent Lock.
+// Lock waits up to one second, measured from the start of the wait; if the
+// mutex is still taken by then, it prints "mutex tout, err <code> <text>" and
+// the holder (Show) on standard error and then waits without limit. A lock
+// therefore never fails, but a stuck holder becomes visible.
 //
 // Each nested Lock overwrites the holder fields and the first Unlock clears
 // them, so Show reports "not locked" while an outer level still holds the

@@ -1,5 +1,15 @@
-// xmlString: a growable byte buffer held through a shared, reference-counted
-// core. It is the storage under Format::Printer.
+// xmlString: a growable byte buffer held through a shared, reference-counted core.
+//
+// Example:
+//
+//     Tessel::xmlString a(BAD_CAST "abc");  // a new core holding "abc" and its NUL: a.Len() is 4
+//     Tessel::xmlString b = a;              // b shares a's core
+//     b.Buf()[0] = 'X';                     // (const char*)a is "Xbc" too
+//     bool grew = b.Need(9);                // true: the core now has 10 bytes, a.Len() is 10 too
+//     grew = a.Need(9);                     // false: 10 bytes are more than 9
+//     a = BAD_CAST "z";                     // a alone moves to a new core (Len() 2); b keeps "Xbc"
+//
+// It is the storage under Format::Printer.
 //
 // The buffer keeps no text length and no terminator of its own: Len() is the
 // number of bytes allocated, and the user of the buffer decides how much of it

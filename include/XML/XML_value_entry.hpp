@@ -1,5 +1,25 @@
-// Name/value tables for enumeration-like values, and the library's own
-// static tables (defined in the registry's source, in this order):
+// Name/value tables for enumeration-like values, and the library's own tables.
+//
+// Example: names for an enumeration, looked up both ways and used by a
+// formatter:
+//
+//     enum Colour : int { red, green, blue };
+//     const Tessel::Value_entry<Colour> colour_rows[] = {
+//         {"red", red}, {"green", green}, {"verde", green}, {"blue", blue}};
+//     const Tessel::Value_hash<Colour> colours(colour_rows);
+//
+//     Colour c = red;
+//     bool found = colours.Lookup(BAD_CAST "verde", c);  // true: c is green ("pink": false, c kept)
+//     const xmlChar* name = colours.Lookup(green);       // "green", the first row with that value
+//     const Tessel::Formatter<Colour> words(colours);    // values as their names
+//     Tessel::Format::Printer text(0);
+//     words.Write(text, blue);
+//     words.Write(text, Colour(7));  // (const char*)text: "blue INVALID(7)"; words.Read reads both back
+//     bool b = false;
+//     found = Tessel::Bool_hash.Lookup(BAD_CAST "good", b);  // true: b is true
+//
+// The library's own static tables (defined in the registry's source, in this
+// order):
 //   bool_values / Bool_hash         "true", "good", "1" -> true;
 //                                   "false", "bad", "0" -> false
 //   XML_attr_table / XML_attr_hash  names of attributes the parse engine

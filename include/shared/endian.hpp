@@ -1,8 +1,24 @@
-// Big-endian integer fields for byte-oriented records (wire messages, file
-// headers). Each type stores its number as a plain byte array, most
-// significant byte first, so it has alignment 1 and can sit at any offset of a
-// packed record. Assignment from and conversion to the native integer are
-// independent of the host's byte order.
+// Big-endian integer fields for byte-oriented records (wire messages, file headers).
+//
+// Example: a packed wire header of 9 bytes, filled and read the same way on any host:
+//
+//     PACKED_STRUCT Header {
+//         BE_ushort type;   // bytes 0-1
+//         BE_24bit length;  // bytes 2-4
+//         BE_long offset;   // bytes 5-8
+//     };
+//
+//     Header h;                      // sizeof(Header) is 9, alignof(Header) 1
+//     h.type = 0x0102;               // bytes 01 02
+//     h.length = 0x030405;           // bytes 03 04 05
+//     h.offset = -2;                 // bytes FF FF FF FE
+//     long offset = h.offset;        // -2
+//     unsigned short type = h.type;  // 0x0102
+//
+// Each type stores its number as a plain byte array, most significant byte
+// first, so it has alignment 1 and can sit at any offset of a packed record.
+// Assignment from and conversion to the native integer are independent of the
+// host's byte order.
 //
 // The four-byte types keep exactly 32-bit semantics whatever the width of
 // long: assignment keeps the low 32 bits, BE_ulong converts to a value below
