@@ -138,7 +138,11 @@ Info_base::~Info_base() {
 void Info_base::Dump_elements(int indent) const {
     int level = indent;
     if (!NoName()) indent_printf(level++, "<%s>\n", name);
-    if (subelements) subelements->For_all(dump_sub, level);
+    Dump_registered(level);
+}
+
+void Info_base::Dump_registered(int indent) const {
+    if (subelements) subelements->For_all(dump_sub, indent);
 }
 
 void Info_base::Subregister(Subelement_register&) const {}
@@ -277,6 +281,10 @@ bool Process(Input_data& input) {
     std::unique_ptr<Instance_base> top(root.Get_instance(input));
     const bool completed = top->Process_contents();
     return completed && !input.Malformed();
+}
+
+void detail::Trace_processing(const xmlChar* name, const char* what) {
+    trace("%s %s processing\n", Printable(name), what);
 }
 
 Instance_base::~Instance_base() { delete head; }

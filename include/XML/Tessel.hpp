@@ -23,6 +23,8 @@
 #ifndef TESSEL_TESSEL_HPP
 #define TESSEL_TESSEL_HPP
 
+#include "XML/XML_accessor.hpp"
+#include "XML/XML_attributes.hpp"
 #include "XML/XML_defines.hpp"
 #include "XML/XML_filters.hpp"
 #include "XML/XML_formatter.hpp"
@@ -32,6 +34,7 @@
 #include "XML/XML_instance.hpp"
 #include "XML/XML_mutex.hpp"
 #include "XML/XML_string.hpp"
+#include "XML/XML_subelements.hpp"
 #include "XML/XML_value_entry.hpp"
 
 #endif

@@ -44,14 +44,25 @@
 #ifndef TESSEL_XML_INFO_HPP
 #define TESSEL_XML_INFO_HPP
 
+#include "XML/XML_accessor.hpp"
+#include "XML/XML_attributes.hpp"
 #include "XML/XML_defines.hpp"
+#include "XML/XML_formatter.hpp"
 #include "XML/XML_hash.hpp"
+
+#include <cstdio>
 
 namespace Tessel {
 
 class Input_data;
 class Instance_base;
 class Subelement_register;
+template <class T>
+struct Subelement_table;
+template <class T>
+class Subelement_hash;
+template <class T, class InfoT>
+class Dummy_instance;
 
 class Info_base {
 public:
@@ -74,6 +85,10 @@ public:
     // The descriptor registered directly beneath this one under name, or null.
     const Info_base* Find(const xmlChar* name) const;
     void Register_sub(const Info_base& sub) const;
+
+protected:
+    // Prints the outline of every descriptor registered beneath this one.
+    void Dump_registered(int indent) const;
 
 private:
     void Register_name(const xmlChar* path);
@@ -116,6 +131,172 @@ public:
 
 extern const Info_root root;
 
+// ---- Typed descriptors ---------------------------------------------------------
+
+// The descriptor of an element that fills a structure T: its text through an
+// accessor, its attributes through an attribute table, its children through
+// a table of sub-element bindings (then through the descriptors registered
+// beneath it). Applications derive from it to act on items: Start when an
+// item's element begins, Finalize when it has been read without error (false
+// fails the element), Commit after Finalize (store the item).
+//
+// Constructors: the path, then any of the binding rows, the attribute table
+// and the text accessor, in the orders below. The rows and the attribute
+// table are borrowed static objects; the accessor handle is shared.
+//
+// Each application type that is written with XML_Write defines its static
+// descriptor: template <> const Info<Rec> Info<Rec>::info("rec", rec_rows);
+template <class T>
+class Info : public Info_base {
+public:
+    template <class C>
+    explicit Info(const C* path) : Info(path, nullptr, nullptr, Accessor<T>()) {}
+    template <class C, size_t N>
+    Info(const C* path, const Subelement_table<T> (&rows)[N])
+        : Info(path, new Subelement_hash<T>(rows), nullptr, Accessor<T>()) {}
+    template <class C>
+    Info(const C* path, Accessor<T> text_accessor) : Info(path, nullptr, nullptr, text_accessor) {}
+    template <class C>
+    Info(const C* path, const Attrib::Attrib_Hash<T>& attributes)
+        : Info(path, nullptr, &attributes, Accessor<T>()) {}
+    template <class C, size_t N>
+    Info(const C* path, const Subelement_table<T> (&rows)[N], const Attrib::Attrib_Hash<T>& attributes)
+        : Info(path, new Subelement_hash<T>(rows), &attributes, Accessor<T>()) {}
+    template <class C>
+    Info(const C* path, Accessor<T> text_accessor, const Attrib::Attrib_Hash<T>& attributes)
+        : Info(path, nullptr, &attributes, text_accessor) {}
+    template <class C, size_t N>
+    Info(const C* path, const Subelement_table<T> (&rows)[N], const Attrib::Attrib_Hash<T>& attributes,
+         Accessor<T> text_accessor)
+        : Info(path, new Subelement_hash<T>(rows), &attributes, text_accessor) {}
+    Info(const Info&) = delete;
+    Info& operator=(const Info&) = delete;
+    ~Info() override;
+
+    // A scratch instance: a new item of its own, handed over by Commit.
+    Instance_base* Get_instance(Input_data& input) const override {
+        return new Dummy_instance<T, Info<T>>(input, *this);
+    }
+    void Dump_elements(int indent) const override;
+    // Hands every binding row to reg (a nameless descriptor's rows join the
+    // table of the binding that leads to it).
+    void Subregister(Subelement_register& reg) const override;
+    // The element for item: attributes, text, then children in row order.
+    virtual xmlNodePtr Write(const T& item) const;
+    virtual void Start(T&, Input_data&) const {}
+    virtual bool Finalize(T&, Input_data&) const { return true; }
+    virtual bool Commit(T&, Input_data&) const { return true; }
+
+    // The number of distinct tags of the binding rows.
+    size_t Tag_count() const;
+    // The instance for a child element: the binding for this occurrence of
+    // the tag, else the descriptor registered beneath this one; null if none.
+    Instance_base* Lookup(const xmlChar* name, size_t* indexes, Input_data& input, T& item) const;
+    // Reads an attribute through the attribute table ("Unknown attr %s").
+    bool Attribute(const xmlChar* name, Format::Scanner& value, T& item) const {
+        if (attrs)
+            if (const Attrib::Hash_entry<T>* entry = attrs->hash.Lookup(name))
+                return entry->Read(value, item);
+        return value.Error("Unknown attr %s", reinterpret_cast<const char*>(name));
+    }
+    // Reads one item of the element's text ("No text allowed" without an accessor).
+    bool Read(Format::Scanner& scanner, T& item) const { return text.Read(scanner, item); }
+
+    static void dump_attr(const xmlChar* name, const Attrib::Hash_entry<T>&) {
+        std::printf("%s=\"\" ", reinterpret_cast<const char*>(name));
+    }
+    static void dump_sub(const xmlChar*, const Info_base& item, int& indent) { item.Dump_elements(indent); }
+
+    // The steps of Write, for descriptors that compose their own.
+    xmlNodePtr Write_header(const T& item) const;
+    void Write_text(const T& item, xmlNode* node) const { Text(item, node); }
+    void Write_subs(const T& item, xmlNode* node) const { Subs(item, node); }
+    void Text(const T& item, xmlNode* node) const;
+    void Subs(const T& item, xmlNode* node) const;
+
+    static const Info<T> info;
+
+protected:
+    const Accessor<T> text;
+    Subelement_hash<T>* const sub_hash;
+    const Attrib::Attrib_Hash<T>* const attrs;
+
+private:
+    template <class C>
+    Info(const C* path, Subelement_hash<T>* subs, const Attrib::Attrib_Hash<T>* attributes,
+         Accessor<T> text_accessor)
+        : Info_base(path), text(text_accessor), sub_hash(subs), attrs(attributes) {}
+};
+
+template <class T>
+xmlNodePtr Info<T>::Write(const T& item) const {
+    xmlNodePtr node = Write_header(item);
+    if (!node) return nullptr;
+    Write_text(item, node);
+    Write_subs(item, node);
+    return node;
+}
+
+template <class T>
+xmlNodePtr Info<T>::Write_header(const T& item) const {
+    xmlNodePtr node = xmlNewNode(nullptr, Name());
+    if (!node) return nullptr;
+    Format::Printer printer(0);
+    if (attrs) attrs->Log(node, item, printer);
+    return node;
+}
+
+template <class T>
+void Info<T>::Text(const T& item, xmlNode* node) const {
+    if (!text) return;
+    Format::Printer printer(0);
+    text.Write(printer, item);
+    printer.Add_content(node);
+}
+
+// The descriptor of an element holding one value of T as its text, with no
+// attributes and no children.
+template <class T>
+class Info_primative : public Info_base {
+public:
+    // The text through the default formatter of T.
+    template <class C>
+    explicit Info_primative(const C* path) : Info_primative(path, Get_Access<T>()) {}
+    template <class C>
+    Info_primative(const C* path, Accessor<T> text_accessor) : Info_base(path), text(text_accessor) {}
+    Info_primative(const Info_primative&) = delete;
+    Info_primative& operator=(const Info_primative&) = delete;
+    ~Info_primative() override {}
+
+    Instance_base* Get_instance(Input_data& input) const override {
+        return new Dummy_instance<T, Info_primative<T>>(input, *this);
+    }
+    // The element holding value as its text.
+    virtual xmlNodePtr Write(const T& value) const {
+        xmlNodePtr node = xmlNewNode(nullptr, Name());
+        if (!node || !text) return node;
+        Format::Printer printer(0);
+        text.Write(printer, value);
+        printer.Add_content(node);
+        return node;
+    }
+
+    size_t Tag_count() const { return 0; }
+    Instance_base* Lookup(const xmlChar*, size_t*, Input_data&, T&) const { return nullptr; }
+    bool Attribute(const xmlChar*, Format::Scanner& value, T&) const {
+        return value.Error("No attributes for %s\n", reinterpret_cast<const char*>(Name()));
+    }
+    bool Read(Format::Scanner& scanner, T& value) const { return text.Read(scanner, value); }
+    void Start(T&, Input_data&) const {}
+    bool Finalize(T&, Input_data&) const { return true; }
+    bool Commit(T&, Input_data&) const { return true; }
+
+    static const Info_primative<T> reserved;
+
+protected:
+    const Accessor<T> text;
+};
+
 // Prints the whole registry (the outline of `root`) to standard output.
 void Dump_elements();
 // Prints indent spaces, then the formatted text, to standard output.
@@ -129,5 +310,9 @@ void Add_children(xmlNodePtr parent, xmlNodePtr node);
 bool Process(Input_data& input);
 
 }  // namespace Tessel
+
+// The typed descriptors' instances and bindings.
+#include "XML/XML_instance.hpp"
+#include "XML/XML_subelements.hpp"
 
 #endif

@@ -61,6 +61,9 @@
 #include "XML/XML_defines.hpp"
 #include "XML/XML_formatter.hpp"
 #include "XML/XML_info.hpp"
+#include "XML/XML_input_stream.hpp"
+
+#include <memory>
 
 namespace Tessel {
 
@@ -143,8 +146,73 @@ private:
     Finalize_hook* next;
 };
 
+namespace detail {
+// Writes "<name> Start processing" or "<name> End processing" to standard
+// error, standard output being flushed first.
+void Trace_processing(const xmlChar* name, const char* what);
+}  // namespace detail
+
+// The instance of a typed element: joins its descriptor (Info<T> or
+// Info_primative<T>) to the item it fills for the duration of the element,
+// and hands the engine's calls to the descriptor with the item. It keeps one
+// occurrence counter per tag of the descriptor's bindings, so that the n-th
+// child with a tag takes the n-th binding with that tag.
 template <class T, class InfoT>
-class Instance;
+class Instance : public Instance_base {
+public:
+    // Calls the descriptor's Start on item.
+    Instance(Input_data& input, const InfoT& descriptor, T& target)
+        : Instance_base(input), info(descriptor), item(target), indexes(nullptr) {
+        const size_t tags = info.Tag_count();
+        std::unique_ptr<size_t[]> counters(tags ? new size_t[tags]() : nullptr);
+        info.Start(item, stream);
+        indexes = counters.release();
+        if (stream.log_processing) detail::Trace_processing(Name(), "Start");
+    }
+    ~Instance() override {
+        if (stream.log_processing) detail::Trace_processing(Name(), "End");
+        delete[] indexes;
+    }
+
+    Instance_base* Get_subinstance(const xmlChar* name) const override {
+        return info.Lookup(name, indexes, stream, item);
+    }
+    bool Attribute(const xmlChar* name, Format::Scanner& value) override {
+        return info.Attribute(name, value, item);
+    }
+    bool Text(Format::Scanner& text) override { return info.Read(text, item); }
+    bool Finalize() override { return info.Finalize(item, stream); }
+    bool Commit() override { return info.Commit(item, stream); }
+    const xmlChar* Name() const override { return info.Name(); }
+
+    const InfoT& Info() const { return info; }
+
+private:
+    const InfoT& info;
+    T& item;
+    size_t* indexes;
+};
+
+namespace detail {
+// The scratch item of a Dummy_instance, built before the instance's Start
+// runs on it.
+template <class T>
+struct Scratch_item {
+    T dummy{};
+};
+}  // namespace detail
+
+// The instance of an element that has no item to fill: it fills a scratch
+// item of its own, which starts value-initialised (zeros for plain
+// structures) before the descriptor's Start, and dies with the instance right
+// after Commit, so Commit copies out what the application keeps.
+template <class T, class InfoT>
+class Dummy_instance : private detail::Scratch_item<T>, public Instance<T, InfoT> {
+public:
+    Dummy_instance(Input_data& input, const InfoT& descriptor)
+        : detail::Scratch_item<T>(), Instance<T, InfoT>(input, descriptor, this->dummy) {}
+    ~Dummy_instance() override {}
+};
 
 // The instance of a data-less element: its children are the descriptors
 // registered beneath its descriptor; text and attributes are rejected.

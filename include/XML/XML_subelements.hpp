@@ -1,0 +1,524 @@
+// Sub-element bindings: which child elements fill which members of the
+// structure that their parent element fills.
+//
+// Example: a record with two primitive children, a nested position and a
+// conditional alarm, read from
+// <rec><seq>7</seq><addr>0x1F</addr><pos><x>1</x><y>2</y></pos><alarm>3</alarm></rec>:
+//
+//     struct Pos { long x, y; };
+//     struct Rec { long seq; unsigned long addr; Pos pos; bool alarmed; long alarm; };
+//
+//     const Tessel::Subelement_table<Pos> pos_rows[] = {{Tessel::Subelement(&Pos::x, "x")},
+//                                                       {Tessel::Subelement(&Pos::y, "y")}};
+//     const Tessel::Info<Pos> pos_info("pos", pos_rows);
+//     const Tessel::Subelement_table<Rec> rec_rows[] = {
+//         {Tessel::Subelement(&Rec::seq, "seq")},
+//         {Tessel::Subelement(&Rec::addr, "addr", "0x%X")},
+//         {Tessel::Subelement(pos_info).Of(&Rec::pos)},                // filled in place
+//         {Tessel::Subelement(&Rec::alarm, "alarm").If(&Rec::alarmed, true)},  // sets alarmed
+//     };
+//     const Tessel::Info<Rec> rec_info("/rec", rec_rows);
+//
+// A row's binding composes left to right: an entry leads to a descriptor
+// (Subelement(info)), .Of(&P::m) applies a binding to member m of P, .If and
+// .IfNot guard it with a test of a member, and Subelement(&P::m, "tag",
+// format) is a primitive child element holding member m as text. Each row is
+// an aggregate holding its binding: write it in braces.
+//
+// Tags. The tag of a row is the name of the descriptor at the end of its
+// chain. A descriptor's rows become a name-keyed table on first use (safe
+// from several threads at once). Within one parent element, the n-th child
+// with a tag takes the n-th row with that tag; when the rows with the tag are
+// used up, the child goes to a descriptor registered beneath the parent, or
+// is unrecognised. A row leading to a nameless descriptor is never selected
+// itself: that descriptor's own rows join the parent's table, reaching
+// through the row's member (to any depth).
+//
+// Conditions. Reading a guarded element sets its condition: a bool member
+// takes the value (.If) or its negation (.IfNot); another member takes the
+// value for .If and is left alone for .IfNot. Writing writes the element only
+// when the member compares to the value as the condition says.
+//
+// Bit-fields (SubelementBitfield) are read through a temporary: the child
+// element works on a copy initialised from the member, stored back by a
+// finalize hook when the child element completes; nothing is stored when the
+// child fails. The hook takes the place of the child descriptor's Commit.
+//
+// Ownership. Bindings are reference-counted: a factory expression's binding
+// carries one reference, which the row it initialises adopts; every tag list
+// holding it adds one. Descriptors are not counted: bindings only refer to
+// them. Bindings, rows and descriptors may therefore be destroyed in any
+// order.
+#ifndef TESSEL_XML_SUBELEMENTS_HPP
+#define TESSEL_XML_SUBELEMENTS_HPP
+
+#include "XML/XML_accessor.hpp"
+#include "XML/XML_defines.hpp"
+#include "XML/XML_hash.hpp"
+#include "XML/XML_info.hpp"
+#include "XML/XML_instance.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <typeinfo>
+
+namespace Tessel {
+
+// Any binding, whatever the structure it works on.
+class Subelement_sub_base {
+public:
+    Subelement_sub_base() {}
+    Subelement_sub_base(const Subelement_sub_base&) = delete;
+    Subelement_sub_base& operator=(const Subelement_sub_base&) = delete;
+    virtual ~Subelement_sub_base() {}
+};
+
+// Receives the rows of a nameless descriptor (Info_base::Subregister).
+class Subelement_register {
+public:
+    virtual void Register(Subelement_sub_base* sub) = 0;
+    virtual ~Subelement_register() {}
+};
+
+template <class P, class T>
+class Subelement_chain;
+
+namespace detail {
+// Reports a binding of a nameless descriptor that does not fit the structure
+// of the binding that pulls it in, and aborts: the tables are inconsistent.
+[[noreturn]] void Binding_mismatch(const char* wanted, const char* got);
+}  // namespace detail
+
+// The binding of one kind of child element to the structure T of its parent.
+template <class T>
+class Subelement_base : public Subelement_sub_base {
+public:
+    Subelement_base() : refcount(1) {}
+
+    // A new instance for one occurrence of the child element, working on the
+    // part of item the binding reaches; owned by the caller.
+    virtual Instance_base* Get_instance(Input_data& stream, T& item) const = 0;
+    // A new, detached node for the part of item the binding reaches, or null.
+    virtual xmlNodePtr Write(const T& item) const = 0;
+    // The descriptor at the end of the binding.
+    virtual const Info_base* Info() const = 0;
+    // The binding that reaches what this one reaches and then does what sub
+    // does, with one reference for the caller; null to drop the row.
+    virtual Subelement_base* Clone(Subelement_sub_base* sub) const = 0;
+
+    void IncrRefCount() const { ++refcount; }
+    void DecrRefCount() const {
+        if (--refcount < 1) delete this;
+    }
+    // The tag: the descriptor's name; empty for an anonymous binding.
+    const xmlChar* Name() const { return Info()->Name(); }
+    void Dump_elements(int indent) const { Info()->Dump_elements(indent); }
+    Subelement_base& Commit() { return *this; }
+
+    // This binding applied to member m of a P.
+    template <class P>
+    Subelement_base<P>& Of(T P::*member);
+    // This binding, present when member of P equals value (If) or differs
+    // from it (IfNot).
+    template <class P, class M, class V>
+    Subelement_chain<P, T>& If(M P::*member, V value);
+    template <class P, class M, class V>
+    Subelement_chain<P, T>& IfNot(M P::*member, V value);
+
+private:
+    mutable int refcount;
+};
+
+// Leads to a descriptor; the child's instance works on the item itself.
+template <class T, class InfoT>
+class Subelement_entry : public Subelement_base<T> {
+public:
+    explicit Subelement_entry(const InfoT& descriptor) : info(descriptor) {}
+    ~Subelement_entry() override {}
+
+    Instance_base* Get_instance(Input_data& stream, T& item) const override {
+        return new Instance<T, InfoT>(stream, info, item);
+    }
+    xmlNodePtr Write(const T& item) const override { return info.Write(item); }
+    const Info_base* Info() const override { return &info; }
+    // The descriptor's own binding serves unchanged: both work on one object.
+    Subelement_base<T>* Clone(Subelement_sub_base* sub) const override {
+        Subelement_base<T>* same = dynamic_cast<Subelement_base<T>*>(sub);
+        if (!same) detail::Binding_mismatch(typeid(Subelement_base<T>).name(), typeid(*sub).name());
+        same->IncrRefCount();
+        return same;
+    }
+
+private:
+    const InfoT& info;
+};
+
+// A primitive child element of its own: a descriptor that lives exactly as
+// long as its binding.
+template <class T>
+class Subelement_primative : public Info_primative<T>, public Subelement_entry<T, Info_primative<T>> {
+public:
+    // The text is formatted as a Formatter<T> built from args.
+    template <class... Format_args>
+    explicit Subelement_primative(const char* name, const Format_args&... args)
+        : Info_primative<T>(name, Accessor<T>(new Access::Primative<T>(args...))),
+          Subelement_entry<T, Info_primative<T>>(static_cast<const Info_primative<T>&>(*this)) {}
+    ~Subelement_primative() override {}
+};
+
+// A binding on P that hands over to a binding on T; owns one reference to it.
+template <class P, class T>
+class Subelement_chain : public Subelement_base<P> {
+public:
+    explicit Subelement_chain(Subelement_base<T>* next_binding) : next(next_binding) {}
+    explicit Subelement_chain(const Tessel::Info<T>& info)
+        : next(new Subelement_entry<T, Tessel::Info<T>>(info)) {}
+    explicit Subelement_chain(const Info_primative<T>& info)
+        : next(new Subelement_entry<T, Info_primative<T>>(info)) {}
+    // A primitive child element called name, formatted as a Formatter<T>
+    // built from args.
+    template <class... Format_args>
+    explicit Subelement_chain(const char* name, const Format_args&... args)
+        : next(new Subelement_primative<T>(name, args...)) {}
+    ~Subelement_chain() override { next->DecrRefCount(); }
+
+    const Info_base* Info() const override { return next->Info(); }
+
+protected:
+    Subelement_base<T>* next;
+};
+
+// A finalize hook that stores a copied member back into its parent.
+template <class P, class T, class GetSet>
+class Store_back : public Finalize_hook {
+public:
+    Store_back(const GetSet& m, P& parent) : value(m.Get(parent)), manipulator(m), target(parent) {}
+    void Hook() override { manipulator.Set(value, target); }
+
+    T value;
+
+private:
+    const GetSet& manipulator;
+    P& target;
+};
+
+// Reaches a member of P through a manipulator (owned), then hands over.
+template <class P, class T, class GetSet>
+class Subelement_access : public Subelement_chain<P, T> {
+public:
+    // The chain is built from what follows the manipulator: a next binding, a
+    // descriptor, or a primitive element's name with its format arguments.
+    template <class X, class... More>
+    Subelement_access(GetSet* m, const X& x, const More&... more)
+        : Subelement_chain<P, T>(x, more...), manipulator(m) {}
+    ~Subelement_access() override { delete manipulator; }
+
+    Instance_base* Get_instance(Input_data& stream, P& item) const override {
+        if constexpr (Access::copy_needed<GetSet>) {
+            auto hook = std::make_unique<Store_back<P, T, GetSet>>(*manipulator, item);
+            Instance_base* instance = this->next->Get_instance(stream, hook->value);
+            hook.release()->Hook_to(instance);
+            return instance;
+        } else {
+            return this->next->Get_instance(stream, manipulator->Get(item));
+        }
+    }
+    xmlNodePtr Write(const P& item) const override { return this->next->Write(manipulator->Get(item)); }
+    Subelement_base<P>* Clone(Subelement_sub_base* sub) const override {
+        Subelement_base<T>* cloned = this->next->Clone(sub);
+        return cloned ? new Subelement_access(manipulator->Clone(), cloned) : nullptr;
+    }
+
+private:
+    GetSet* manipulator;
+};
+
+// Guards a binding with a test of member M of P against value.
+template <class P, class M, class V, class T, class GetSet>
+class IfCondition : public Subelement_chain<P, T> {
+public:
+    IfCondition(GetSet* m, V compared, Subelement_base<T>* next_binding, bool wanted)
+        : Subelement_chain<P, T>(next_binding), manipulator(m), value(compared), sense(wanted) {}
+    ~IfCondition() override { delete manipulator; }
+
+    Instance_base* Get_instance(Input_data& stream, P& item) const override {
+        Tessel::Set(item, manipulator, value, sense);
+        return this->next->Get_instance(stream, item);
+    }
+    xmlNodePtr Write(const P& item) const override {
+        const bool equal = manipulator->Get(item) == value;
+        return equal == sense ? this->next->Write(item) : nullptr;
+    }
+    Subelement_base<P>* Clone(Subelement_sub_base* sub) const override {
+        Subelement_base<T>* cloned = this->next->Clone(sub);
+        return cloned ? new IfCondition(manipulator->Clone(), value, cloned, sense) : nullptr;
+    }
+
+private:
+    GetSet* manipulator;
+    V value;
+    bool sense;
+};
+
+// ---- Factories: each returns a new binding carrying one reference ----------
+
+// A primitive child element called name holding member m of P, its text
+// formatted as a Formatter<T> built from the optional arguments (a format
+// string, a time mode, a value table).
+template <class P, class T, class... Format_args>
+Subelement_base<P>& Subelement(T P::*member, const char* name, const Format_args&... args) {
+    return *new Subelement_access<P, T, Access::GetSet_member<P, T>>(Access::GetSet(member), name, args...);
+}
+
+// The same through an application's manipulator (bit-fields).
+template <class P, class T, class GetSet, class... Format_args>
+Subelement_base<P>& Subelement(GetSet* m, const char* name, const Format_args&... args) {
+    return *new Subelement_access<P, T, GetSet>(m, name, args...);
+}
+
+template <class P, class T, class GetSet>
+Subelement_base<P>& Subelement(GetSet* m, Subelement_base<T>* next) {
+    return *new Subelement_access<P, T, GetSet>(m, next);
+}
+
+// A child element described by info, filling the same item.
+template <class T>
+Subelement_entry<T, Info<T>>& Subelement(const Info<T>& info) {
+    return *new Subelement_entry<T, Info<T>>(info);
+}
+template <class T>
+Subelement_entry<T, Info_primative<T>>& Subelement(const Info_primative<T>& info) {
+    return *new Subelement_entry<T, Info_primative<T>>(info);
+}
+
+template <class P, class M, class V, class T, class GetSet>
+IfCondition<P, M, V, T, GetSet>& Get_IF(GetSet* m, V value, Subelement_base<T>* next, bool sense) {
+    return *new IfCondition<P, M, V, T, GetSet>(m, value, next, sense);
+}
+
+template <class T>
+template <class P>
+Subelement_base<P>& Subelement_base<T>::Of(T P::*member) {
+    return Subelement<P, T>(Access::GetSet(member), this);
+}
+
+template <class T>
+template <class P, class M, class V>
+Subelement_chain<P, T>& Subelement_base<T>::If(M P::*member, V value) {
+    return Get_IF<P, M, V, T>(Access::GetSet(member), value, this, true);
+}
+
+template <class T>
+template <class P, class M, class V>
+Subelement_chain<P, T>& Subelement_base<T>::IfNot(M P::*member, V value) {
+    return Get_IF<P, M, V, T>(Access::GetSet(member), value, this, false);
+}
+
+// ---- Tables ------------------------------------------------------------------
+
+// One row of a binding array; adopts the reference of its binding expression
+// and releases it when destroyed.
+template <class T>
+struct Subelement_table {
+    const Subelement_base<T>& item;
+
+    ~Subelement_table() { item.DecrRefCount(); }
+    operator Subelement_base<T>&() const { return const_cast<Subelement_base<T>&>(item); }
+};
+
+// The bindings that share one tag, in row order; holds a reference on each.
+template <class T>
+class Subelement_hash_list {
+public:
+    Subelement_hash_list(unsigned int tag_index, const xmlChar* tag)
+        : name(tag), table_size(10), count(0), index(tag_index), table(new Subelement_base<T>*[10]) {}
+    Subelement_hash_list(const Subelement_hash_list&) = delete;
+    Subelement_hash_list& operator=(const Subelement_hash_list&) = delete;
+    ~Subelement_hash_list() {
+        for (size_t i = 0; i < count; ++i) table[i]->DecrRefCount();
+        delete[] table;
+    }
+
+    void Add(Subelement_base<T>& item) {
+        if (count == table_size) Grow();
+        table[count++] = &item;
+        item.IncrRefCount();
+    }
+    // The binding for the next occurrence of the tag: the one after those
+    // already taken in this parent (indexes), or null when all are taken.
+    const Subelement_base<T>* Which(size_t* indexes) const {
+        if (!indexes) return table[0];
+        size_t& taken = indexes[index];
+        return taken < count ? table[taken++] : nullptr;
+    }
+    const xmlChar* Name() const { return name; }
+    void Dump_elements(int indent) const {
+        for (size_t i = 0; i < count; ++i) table[i]->Dump_elements(indent);
+    }
+
+private:
+    void Grow() {
+        Subelement_base<T>** grown = new Subelement_base<T>*[2 * table_size];
+        std::copy(table, table + count, grown);
+        delete[] table;
+        table = grown;
+        table_size *= 2;
+    }
+
+    const xmlChar* name;
+    size_t table_size;
+    size_t count;
+    size_t index;
+    Subelement_base<T>** table;
+};
+
+// The bindings of a descriptor by tag, built from its row array on first use.
+template <class T>
+class Subelement_hash : public Hash<Subelement_hash_list<T>> {
+    using Base = Hash<Subelement_hash_list<T>>;
+
+public:
+    template <size_t N>
+    explicit Subelement_hash(const Subelement_table<T> (&rows)[N]) : Base(N), table(rows), index_counter(0) {
+        this->cleanup = Cleanup;
+    }
+    ~Subelement_hash() override {}
+
+    // The binding of row i, or null past the rows; does not fill the table.
+    const Subelement_base<T>* operator[](unsigned int i) const {
+        return i < this->Count() ? &table[i].item : nullptr;
+    }
+    // The number of distinct tags.
+    size_t Tag_count() const {
+        this->Init_if_needed();
+        return index_counter;
+    }
+    // The binding for this occurrence of a tag (see Subelement_hash_list::Which).
+    const Subelement_base<T>* Lookup(const xmlChar* name, size_t* indexes) const {
+        const Subelement_hash_list<T>* list = Base::Lookup(name);
+        return list ? list->Which(indexes) : nullptr;
+    }
+    // Adds a binding under its tag; an anonymous one brings in the rows of
+    // its nameless descriptor instead, cloned onto it.
+    void Add(Subelement_base<T>& item) const {
+        const xmlChar* name = item.Name();
+        if (!name || !*name) {
+            Subreg reg(*this, item);
+            item.Info()->Subregister(reg);
+            return;
+        }
+        auto* list = const_cast<Subelement_hash_list<T>*>(Base::Lookup(name));
+        if (!list) {
+            list = new Subelement_hash_list<T>(static_cast<unsigned int>(index_counter++), name);
+            Base::Add(*list, name);
+        }
+        list->Add(item);
+    }
+    void Dump_elements(int indent) const { this->For_all(dump_an_element, indent); }
+
+    static void Cleanup(Subelement_hash_list<T>* list, xmlChar*) { delete list; }
+
+    // Creates the table and adds the rows in order.
+    void Init() const override {
+        Base::Init();
+        if (!this->hash) return;
+        for (size_t i = 0; i < this->Count(); ++i) Add(table[i]);
+    }
+
+    // Clones the rows of a nameless descriptor onto the binding that leads
+    // to it, and adds the clones to the table.
+    class Subreg : public Subelement_register {
+    public:
+        Subreg(const Subelement_hash& into, Subelement_base<T>& binding) : target(into), item(binding) {}
+        void Register(Subelement_sub_base* sub) override {
+            Subelement_base<T>* cloned = item.Clone(sub);
+            if (!cloned) return;
+            target.Add(*cloned);
+            cloned->DecrRefCount();
+        }
+
+    private:
+        const Subelement_hash& target;
+        Subelement_base<T>& item;
+    };
+
+private:
+    static void dump_an_element(const xmlChar*, const Subelement_hash_list<T>& list, int& indent) {
+        list.Dump_elements(indent);
+    }
+
+    const Subelement_table<T>* table;
+    mutable size_t index_counter;
+};
+
+// ---- Typed descriptors' members that need the bindings --------------------
+
+template <class T>
+void Info<T>::Subregister(Subelement_register& reg) const {
+    if (!sub_hash) return;
+    for (unsigned int i = 0; i < sub_hash->Count(); ++i)
+        reg.Register(const_cast<Subelement_base<T>*>((*sub_hash)[i]));
+}
+
+template <class T>
+Instance_base* Info<T>::Lookup(const xmlChar* tag, size_t* indexes, Input_data& input, T& item) const {
+    if (sub_hash)
+        if (const Subelement_base<T>* binding = sub_hash->Lookup(tag, indexes))
+            return binding->Get_instance(input, item);
+    const Info_base* sub = Find(tag);
+    return sub ? sub->Get_instance(input) : nullptr;
+}
+
+template <class T>
+size_t Info<T>::Tag_count() const {
+    return sub_hash ? sub_hash->Tag_count() : 0;
+}
+
+template <class T>
+void Info<T>::Subs(const T& item, xmlNode* node) const {
+    if (!sub_hash) return;
+    for (unsigned int i = 0; i < sub_hash->Count(); ++i) Add_children(node, (*sub_hash)[i]->Write(item));
+}
+
+template <class T>
+void Info<T>::Dump_elements(int indent) const {
+    int level = indent;
+    if (!NoName()) {
+        indent_printf(level++, "<%s ", reinterpret_cast<const char*>(Name()));
+        if (attrs) attrs->hash.For_all(dump_attr);
+        std::printf(">\n");
+    }
+    if (text) indent_printf(level, "Text is allowed\n");
+    Dump_registered(level);
+    if (sub_hash) sub_hash->Dump_elements(level);
+}
+
+template <class T>
+Info<T>::~Info() {
+    delete sub_hash;
+}
+
+// The library's own instantiations, for primitive long and string elements.
+extern template class Access::Accessor<long>;
+extern template class Access::Primative<long>;
+extern template class Accessor<long>;
+extern template class Info_primative<long>;
+extern template class Instance<long, Info_primative<long>>;
+extern template class Dummy_instance<long, Info_primative<long>>;
+extern template class Subelement_base<long>;
+extern template class Subelement_entry<long, Info_primative<long>>;
+extern template class Subelement_primative<long>;
+extern template class Access::Accessor<const char*>;
+extern template class Access::Primative<const char*>;
+extern template class Accessor<const char*>;
+extern template class Info_primative<const char*>;
+extern template class Instance<const char*, Info_primative<const char*>>;
+extern template class Dummy_instance<const char*, Info_primative<const char*>>;
+extern template class Subelement_base<const char*>;
+extern template class Subelement_entry<const char*, Info_primative<const char*>>;
+extern template class Subelement_primative<const char*>;
+
+}  // namespace Tessel
+
+#endif
