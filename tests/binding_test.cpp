@@ -7,6 +7,7 @@
 
 #include "support/recording.hpp"
 
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -85,6 +86,12 @@ Define_Bitfield(lo) Define_Bitfield(hi)
     };
 
     std::vector<std::string> committed;  // what the Commit overrides saw, in order
+std::mutex committed_mutex;           // parses on several threads commit at once
+
+void Note(const std::string& commit) {
+    std::lock_guard<std::mutex> lock(committed_mutex);
+    committed.push_back(commit);
+}
 
     std::string Show(const Rec& r) {
         char text[300];
@@ -98,7 +105,7 @@ Define_Bitfield(lo) Define_Bitfield(hi)
     struct Rec_info : Info<Rec> {
         using Info<Rec>::Info;
         bool Commit(Rec& r, Input_data&) const override {
-            committed.push_back("rec " + Show(r));
+            Note("rec " + Show(r));
             return true;
         }
     };
@@ -108,7 +115,7 @@ Define_Bitfield(lo) Define_Bitfield(hi)
     struct Log_info : Info<Log> {
         using Info<Log>::Info;
         bool Commit(Log& log, Input_data&) const override {
-            committed.push_back("log " + Show(log.rec));
+            Note("log " + Show(log.rec));
             return true;
         }
     };
@@ -119,7 +126,7 @@ Define_Bitfield(lo) Define_Bitfield(hi)
     struct V_info : Info<long> {
         using Info<long>::Info;
         bool Commit(long& v, Input_data&) const override {
-            committed.push_back("v " + std::to_string(v));
+            Note("v " + std::to_string(v));
             return true;
         }
     };

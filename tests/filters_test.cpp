@@ -2,11 +2,26 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstdlib>
+#include <new>
 #include <thread>
 #include <vector>
 
 using namespace Tessel;
+
+// Allocation failure on demand: the allocation after allocations_left more
+// throws std::bad_alloc (negative: never).
+std::atomic<long> allocations_left(-1);
+
+void* operator new(std::size_t size) {
+    if (allocations_left >= 0 && allocations_left-- == 0) throw std::bad_alloc();
+    if (void* p = std::malloc(size ? size : 1)) return p;
+    throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -18,11 +33,69 @@ Words Words_of(const FilterList& list) {
     return words;
 }
 
-const int workers = 3;
-const int iterations = 1000;
+}  // namespace
 
-std::atomic<int> faults(0);
-std::atomic<int> calls(0);
+TEST(FilterList, WordsChecksAndGrowth) {
+    FilterList list(4);
+    EXPECT_EQ(Words_of(list), Words(4, 0));
+    EXPECT_FALSE(list.Check(~Filter(0)) || list.Check(~Filter(0), 3));
+    EXPECT_TRUE(list.Check(0, 4));  // beyond the list: admitted whatever the words
+    list[1] = 0x80000000;
+    EXPECT_TRUE(list.Check(0x80000001) && list.Check(0x80000000, 1));
+    EXPECT_FALSE(list.Check(0x7fffffff) || list.Check(0x80000000, 0));
+    list[4] = 0x2;  // one past the end: one channel more
+    list[6] = 0x8;  // further out: the words in between are 0
+    EXPECT_EQ(Words_of(list), (Words{0, 0x80000000, 0, 0, 0x2, 0, 0x8}));
+    EXPECT_EQ(static_cast<const FilterList&>(list)[100], 0x8u);  // beyond the end: the last word
+
+    // Copies have words of their own; assignment takes count and words.
+    FilterList copy(list), other(7);
+    copy[0] = 0x1;
+    EXPECT_NE(copy, list);
+    EXPECT_NE(other, FilterList(6));  // same words, other channel count
+    other = copy;
+    other = other;
+    EXPECT_EQ(other, copy);
+    EXPECT_EQ(Words_of(other), (Words{0x1, 0x80000000, 0, 0, 0x2, 0, 0x8}));
+
+    // A list of no channels is allowed and never reads a word of its own.
+    const FilterList empty(0);
+    EXPECT_TRUE(!empty.Check(~Filter(0)) && empty.Check(0, 0) && empty[3] == 0);
+    other = empty;
+    other[2] = 0x4;
+    EXPECT_EQ(Words_of(other), (Words{0, 0, 0x4}));
+}
+
+// The master list never narrows, and earlier tests (or runs) may have widened
+// it: its width comes from the first call, and the widening is checked beyond.
+TEST(FilterList, ChangedComputesMasterAndNotifies) {
+    static std::vector<Words> masters;  // as given to the change callbacks
+    masters.clear();
+    FilterChangeCallback callback([](const FilterList& master) { masters.push_back(Words_of(master)); });
+    {
+        FilterList a(4), b(4), wide(0);
+        a[0] = 0x1;
+        b[0] = 0x4;
+        FilterList::Changed();
+        FilterList::Changed();  // nothing changed: no call
+        ASSERT_EQ(masters.size(), 1u);
+        Words expected(std::max<size_t>(masters[0].size(), 4), 0);
+        expected[0] = 0x5;
+        EXPECT_EQ(masters[0], expected);
+        wide[expected.size() + 1] = 0x20;
+        FilterList::Changed();
+        expected.insert(expected.end(), {0, 0x20});
+        EXPECT_EQ(masters.back(), expected);
+    }
+    FilterList::Changed();  // destroyed lists count until the next Changed()
+    ASSERT_EQ(masters.size(), 3u);
+    EXPECT_EQ(masters[2], Words(masters[1].size(), 0));
+}
+
+namespace {
+
+const int workers = 3, iterations = 1000;
+std::atomic<int> faults, calls;
 FilterList* toggle;
 
 // Uses filter lists with both filter mutexes held, and flips a word under the
@@ -40,9 +113,8 @@ void Copy_and_toggle(const FilterList& master) {
 // would race with Changed() reading every list on another thread.
 void Work(const FilterList& source) {
     for (int i = 0; i < iterations; ++i) {
-        FilterList a(source);
+        FilterList a(source), b(1 + i % 5);
         (void)a[8 + i % 3];  // grows the list
-        FilterList b(1 + i % 5);
         b = a;
         if (b != a || b.Channels() != 9 + static_cast<size_t>(i % 3) || b[0] != source[0]) ++faults;
         if (i % 4 == 0) FilterList::Changed();
@@ -51,84 +123,18 @@ void Work(const FilterList& source) {
 
 }  // namespace
 
-TEST(FilterList, WordsChecksAndGrowth) {
-    FilterList list(4);
-    EXPECT_EQ(Words_of(list), Words(4, 0));
-    EXPECT_FALSE(list.Check(~Filter(0)));
-    EXPECT_FALSE(list.Check(~Filter(0), 3));
-    EXPECT_TRUE(list.Check(0, 4));  // beyond the list: admitted whatever the words
-
-    list[1] = 0x80000000;
-    EXPECT_TRUE(list.Check(0x80000001));
-    EXPECT_FALSE(list.Check(0x7fffffff));
-    EXPECT_TRUE(list.Check(0x80000000, 1));
-    EXPECT_FALSE(list.Check(0x80000000, 0));
-
-    list[4] = 0x2;  // one past the end: one channel more
-    list[6] = 0x8;  // further out: the words in between are 0
-    EXPECT_EQ(Words_of(list), (Words{0, 0x80000000, 0, 0, 0x2, 0, 0x8}));
-    EXPECT_EQ(static_cast<const FilterList&>(list)[100], 0x8u);  // beyond the end: the last word
-
-    // Copies have words of their own; assignment takes count and words.
-    FilterList copy(list);
-    EXPECT_EQ(copy, list);
-    copy[0] = 0x1;
-    EXPECT_NE(copy, list);
-    FilterList other(7);
-    EXPECT_NE(other, FilterList(6));  // same words, other channel count
-    other = copy;
-    other = other;
-    EXPECT_EQ(Words_of(other), (Words{0x1, 0x80000000, 0, 0, 0x2, 0, 0x8}));
-
-    // A list of no channels is allowed and never reads a word of its own.
-    const FilterList empty(0);
-    EXPECT_FALSE(empty.Check(~Filter(0)));
-    EXPECT_TRUE(empty.Check(0, 0));
-    EXPECT_EQ(empty[3], 0u);
-    other = empty;
-    other[2] = 0x4;
-    EXPECT_EQ(Words_of(other), (Words{0, 0, 0x4}));
-}
-
-TEST(FilterList, ChangedComputesMasterAndNotifies) {
-    static std::vector<Words> masters;  // as given to the change callbacks
-    FilterChangeCallback callback([](const FilterList& master) { masters.push_back(Words_of(master)); });
-    {
-        FilterList a(4), b(4);
-        a[0] = 0x1;
-        b[0] = 0x4;
-        FilterList::Changed();
-        FilterList::Changed();  // nothing changed: no call
-        ASSERT_EQ(masters.size(), 1u);
-        EXPECT_EQ(masters[0], (Words{0x5, 0, 0, 0}));
-    }
-    {
-        FilterList wide(6);
-        wide[5] = 0x20;
-        FilterList::Changed();
-        ASSERT_EQ(masters.size(), 2u);
-        EXPECT_EQ(masters[1], (Words{0, 0, 0, 0, 0, 0x20}));
-    }
-    // Destroyed lists count until the next Changed(); the master never narrows.
-    FilterList::Changed();
-    ASSERT_EQ(masters.size(), 3u);
-    EXPECT_EQ(masters[2], Words(6, 0));
-}
-
 // Threads create, copy, grow, assign and destroy filter lists and call
 // FilterList::Changed() while change callbacks come, go and run (the CI script
 // also runs this under ThreadSanitizer). The run is kept well under a second
-// so that few contended waits cross a whole-second lock deadline and print.
+// so that few contended waits reach the one-second lock deadline and print.
 TEST(FilterThreads, ListsAndCallbacksUnderContention) {
+    faults = calls = 0;
     FilterList toggle_list(1);
     toggle = &toggle_list;
     FilterChangeCallback resident(Copy_and_toggle);
     std::atomic<bool> stop(false);
     std::thread churn([&stop] {  // callbacks come and go while Changed() runs
-        while (!stop) {
-            FilterChangeCallback passing([](const FilterList&) {});
-            std::this_thread::yield();
-        }
+        while (!stop) FilterChangeCallback passing([](const FilterList&) {});
     });
     std::vector<FilterList> sources(workers, FilterList(1));
     std::vector<std::thread> threads;
@@ -139,4 +145,45 @@ TEST(FilterThreads, ListsAndCallbacksUnderContention) {
     churn.join();
     EXPECT_EQ(faults, 0);
     EXPECT_EQ(calls, workers * iterations / 4);  // every Changed() saw the toggled word
+}
+
+// A copy that runs out of memory throws and leaves the chain intact.
+TEST(FilterList, CopyOutOfMemoryThrowsAndKeepsTheChain) {
+    FilterList source(6);
+    source[5] = 0x20;
+    for (long n = 0;; ++n) {
+        allocations_left = n;
+        try {
+            FilterList copy(source);
+            allocations_left = -1;
+            EXPECT_EQ(Words_of(copy), Words_of(source));
+            break;
+        } catch (const std::bad_alloc&) {
+            allocations_left = -1;
+        }
+        FilterList::Changed();  // walks the whole chain
+    }
+}
+
+namespace {
+struct Channel_watch : FilterChangeCallback_base {
+    std::vector<size_t> seen;
+    void Do_Callback(const FilterList& master) override { seen.push_back(master.Channels()); }
+};
+}  // namespace
+
+// An application's own callback class is called once linked, and not after
+// it is gone.
+TEST(FilterList, LinkedCallbackIsCalledWhileItLives) {
+    std::vector<size_t> seen;
+    {
+        Linked_callback<Channel_watch> watch;
+        FilterList wide(40);
+        wide[0] = 1;
+        FilterList::Changed();
+        seen = watch.seen;
+    }
+    ASSERT_EQ(seen.size(), 1u);
+    EXPECT_GE(seen[0], 40u);
+    FilterList::Changed();  // the callback is unlinked: nothing may call it
 }

@@ -3,274 +3,269 @@
 // hooks, traces and broken input.
 #include "XML/Tessel.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "support/recording.hpp"
 
 #include <algorithm>
 #include <string>
-#include <vector>
 
 using namespace Tessel;
 using namespace Tessel_test;
 
 namespace {
 
-std::vector<std::string> calls;  // what the probe instances were asked to do
+// What the probe instances were asked to do, each call followed by a space:
+// "<name" at the start of an element, ">" at its end, "name=value" for an
+// attribute, the number for an item of text, "F" for Finalize, "C" for Commit
+// and "H1", "H2", ... for the finalize hooks.
+std::string calls;
+
+bool Log(const std::string& call) {
+    calls += call + " ";
+    return true;
+}
 
 std::string Str(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
 
-// A test element: reads decimal integers from its text and an integer "id"
-// attribute, nests itself, takes the descriptors registered beneath it as
-// children, and logs every call.
+// A test element: reads decimal integers from its text and attributes, nests
+// itself, takes the descriptors registered beneath it as children, logs every
+// call, and attaches its descriptor's number of finalize hooks.
 struct Probe_info : Info_base {
     explicit Probe_info(const char* path, bool finalize = true, bool commit = true, int hook_count = 0)
         : Info_base(path), finalize_ok(finalize), commit_ok(commit), hooks(hook_count) {}
     Instance_base* Get_instance(Input_data& input) const override;
-
-    bool finalize_ok;
-    bool commit_ok;
+    bool finalize_ok, commit_ok;
     int hooks;
 };
 
 struct Probe_hook : Finalize_hook {
     explicit Probe_hook(int n) : number(n) {}
-    void Hook() override { calls.push_back("hook " + std::to_string(number)); }
+    void Hook() override { Log("H" + std::to_string(number)); }
     int number;
 };
 
 struct Probe : Instance_base {
     Probe(Input_data& input, const Probe_info& descriptor) : Instance_base(input), info(descriptor) {
-        calls.push_back("start " + Str(Name()));
+        Log("<" + Str(Name()));
         for (int i = 1; i <= info.hooks; ++i) (new Probe_hook(i))->Hook_to(this);
     }
-    ~Probe() override { calls.push_back("end " + Str(Name())); }
+    ~Probe() override { Log(">"); }
 
     Instance_base* Get_subinstance(const xmlChar* name) const override {
         if (const Info_base* sub = info.Find(name)) return sub->Get_instance(stream);
         return xmlStrEqual(name, Name()) ? info.Get_instance(stream) : nullptr;
     }
     bool Attribute(const xmlChar* name, Format::Scanner& value) override {
-        long id;
-        if (!xmlStrEqual(name, BAD_CAST "id")) return value.Error("Unknown attr %s", name);
-        if (!value.Scan(id, decimal)) return false;
-        calls.push_back("attr id=" + std::to_string(id));
-        return true;
+        long number;
+        return value.Scan(number, decimal) && Log(Str(name) + "=" + std::to_string(number));
     }
     bool Text(Format::Scanner& text) override {
         long item;
-        if (!text.Scan(item, decimal)) return false;
-        calls.push_back("text " + std::to_string(item));
-        return true;
+        return text.Scan(item, decimal) && Log(std::to_string(item));
     }
-    bool Finalize() override {
-        calls.push_back("finalize " + Str(Name()));
-        return info.finalize_ok;
-    }
-    bool Commit() override {
-        calls.push_back("commit " + Str(Name()));
-        return info.commit_ok;
-    }
+    bool Finalize() override { return Log("F") && info.finalize_ok; }
+    bool Commit() override { return Log("C") && info.commit_ok; }
     const xmlChar* Name() const override { return info.Name(); }
 
     const Probe_info& info;
-    static const Format::format_info decimal;
+    const Format::format_info decimal{"%d"};
 };
-
-const Format::format_info Probe::decimal("%d");
 
 Instance_base* Probe_info::Get_instance(Input_data& input) const { return new Probe(input, *this); }
 
-std::string Data(const char* name) { return std::string(TESSEL_TEST_DATA) + "/parser/" + name; }
+// Reads one item of its text, then accepts every further item without
+// moving the scanner's cursor.
+struct Stuck_info : Probe_info {
+    using Probe_info::Probe_info;
+    Instance_base* Get_instance(Input_data& input) const override;
+};
+struct Stuck : Probe {
+    using Probe::Probe;
+    bool Text(Format::Scanner& text) override { return items++ ? true : Probe::Text(text); }
+    int items = 0;
+};
+Instance_base* Stuck_info::Get_instance(Input_data& input) const { return new Stuck(input, *this); }
+const Stuck_info stuck("/stuck");
 
-// Descriptors of walk.xml.
-const Info<void> walk("/walk");
-const Probe_info walk_rec("/walk/rec");
-const Info<void> walk_box("/walk/box");
-const Probe_info box_rec("/walk/box/rec");
-
-// Descriptors of errors.xml.
+// Descriptors of walk.xml, errors.xml and hooks.xml, and a self-nesting element
+// for generated documents.
+const Info<void> walk("/walk"), walk_box("/walk/box");
+const Probe_info walk_rec("/walk/rec"), box_rec("/walk/box/rec");
 const Info<void> errs("/errs");
-const Probe_info outer("/errs/outer");
-const Probe_info mid("/errs/outer/mid");
-const Probe_info mid_rec("/errs/outer/mid/rec");
-const Probe_info errs_rec("/errs/rec");
-
-// Descriptors of hooks.xml.
-const Probe_info fin("/fin");
-const Probe_info hooked("/fin/hooked", true, true, 3);
-const Probe_info badfin("/fin/badfin", false);
-const Probe_info badcommit("/fin/badcommit", true, false);
-const Probe_info fin_ok("/fin/ok");
-
-// A self-nesting element for documents generated by the tests.
+const Probe_info outer("/errs/outer"), mid("/errs/outer/mid"), mid_rec("/errs/outer/mid/rec"),
+    errs_rec("/errs/rec");
+const Probe_info fin("/fin"), hooked("/fin/hooked", true, true, 3), badfin("/fin/badfin", false);
+const Probe_info badcommit("/fin/badcommit", true, false), fin_ok("/fin/ok");
 const Probe_info nest("/nest");
 
-class ParserTest : public testing::Test {
-protected:
-    void SetUp() override { calls.clear(); }
+std::string Data(const char* name) { return std::string(TESSEL_TEST_DATA "/") + name; }
+
+// One parse, traced, of a document file or of a document given as text
+// (starting with '<'); with validate clear, without validation (no DTD needed).
+struct Parse {
+    Parse(const std::string& document, bool abort_on_error, bool validate = true) {
+        calls.clear();
+        Recording<Input_data> input(
+            document[0] == '<' ? Reader_for(document)
+                               : xmlReaderForFile(document.c_str(), nullptr, Input_data::reader_options));
+        if (!validate) xmlTextReaderSetParserProp(input, XML_PARSER_VALIDATE, 0);
+        input.abort_on_error = abort_on_error;
+        input.log_processing = true;
+        testing::internal::CaptureStderr();
+        result = input.Process();
+        trace = testing::internal::GetCapturedStderr();
+        messages = input.messages;
+    }
+    bool result;
+    std::string trace, messages;
 };
 
-TEST_F(ParserTest, WalkDeliversAttributesTextAndEndTagsInDocumentOrder) {
-    const std::vector<std::string> expected = {
+TEST(Parser, CallsRecordsAndResults) {
+    // Without validation the first node is the outermost element itself, and
+    // it belongs to the root instance.
+    const std::string void_root = "<top a=\"1\">text<nest>1</nest><other/></top>";
+    const std::string void_root_errors =
+        "Error reading attrib \"a\"=\"1\" for : No attributes allowed for void|"
+        "Bad TEXT/CDATA for : \"text\":No text allowed for void:0 items read|";
+    const std::string walk = Data("parser/walk.xml"), errors = Data("parser/errors.xml"),
+                      hooks = Data("parser/hooks.xml");
+    const struct {
+        std::string document;
+        bool abort_on_error, validate, result;
+        const char *calls, *trace;  // the calls, and one piece of the trace
+        std::string messages;
+    } cases[] = {
         // Attributes, then each item of the text; comments and white space
-        // cause no call.
-        "start rec", "attr id=1", "text 5", "text 6", "finalize rec", "commit rec", "end rec",
-        // A self-closing element and one with an empty body give the same
-        // calls; xmlns is never passed on.
-        "start rec", "attr id=2", "finalize rec", "commit rec", "end rec", "start rec", "attr id=3",
-        "finalize rec", "commit rec", "end rec",
-        // CDATA is read like text.
-        "start rec", "text 7", "text 8", "finalize rec", "commit rec", "end rec", "start rec", "finalize rec",
-        "commit rec", "end rec"};
-    // The outermost element is a void container: its attribute is rejected,
-    // and the parse goes on.
-    const std::vector<std::string> errors = {
-        "Error reading attrib \"version\"=\"1\" for walk: No attributes allowed for void"};
-    Recording<Input_file> file(Data("walk.xml").c_str());
-    EXPECT_TRUE(file.Process());
-    EXPECT_EQ(calls, expected);
-    EXPECT_EQ(file.Messages(), errors);
-}
-
-TEST_F(ParserTest, ErrorsSpoilTheirElementOrStopTheParse) {
-    Recording<Input_file> input(Data("errors.xml").c_str());
-    input.abort_on_error = false;
-    input.log_processing = true;
-    testing::internal::CaptureStderr();
-    ASSERT_TRUE(input.Process());
-    const std::string trace = testing::internal::GetCapturedStderr();
-    const std::vector<std::string> expected = {
-        "start outer", "start mid",
+        // cause no call. A self-closing element and one with an empty body
+        // give the same calls; xmlns is never passed on. CDATA is read like
+        // text. The outermost element is a void container: its attribute is
+        // rejected, and the parse goes on.
+        {walk, true, true, true,
+         "<rec id=1 5 6 F C > <rec id=2 F C > <rec id=3 F C > <rec 7 8 F C > <rec F C > ",
+         "attr version value 1\n",
+         "Error reading attrib \"version\"=\"1\" for walk: No attributes allowed for void|"},
         // The unknown child's subtree is skipped without a call; mid is not
-        // finalized, outer is.
-        "start rec", "text 2", "finalize rec", "commit rec", "end rec", "end mid", "finalize outer",
-        "commit outer", "end outer",
-        // Two items are read, the third is rejected, the rest is ignored.
-        "start rec", "text 1", "text 2", "end rec",
-        // A processing instruction spoils its element.
-        "start rec", "text 3", "end rec", "start rec", "attr id=7", "text 4", "finalize rec", "commit rec",
-        "end rec"};
-    EXPECT_EQ(calls, expected);
-    const std::vector<std::string> errors = {
-        "Bad TEXT/CDATA for rec: \" x 4\":Bad character 'x':2 items read",
-        "Unhandled node pi type PROCESSING_INSTRUCTION"};
-    EXPECT_EQ(input.Messages(), errors);
-    for (const char* line :
-         {"node outer type ELEMENT path /errs/outer\n", "node #text type TEXT path /errs/rec[1]/text()\n",
-          "node mid type END_ELEMENT path /errs/outer/mid\n", "attr id value 7\n",
-          "node pi type PROCESSING_INSTRUCTION path /errs/rec[1]/processing-instruction('pi')\n",
-          "Error processing child of mid\n"})
-        EXPECT_NE(trace.find(line), std::string::npos) << line;
-    // One node line per read, except for the reads of the document type node
-    // (the root instance's own) and of the end of input.
-    size_t nodes = 0, reads = 0;
-    for (size_t at = 0; (at = trace.find("node ", at)) != std::string::npos; ++at) ++nodes;
-    for (size_t at = 0; (at = trace.find("xmlTextReader", at)) != std::string::npos; ++at) ++reads;
-    EXPECT_EQ(reads, nodes + 2);
-
-    // Aborting, the first error stops every open walk: nothing is finalized.
-    calls.clear();
-    Recording<Input_file> aborting(Data("errors.xml").c_str());
-    EXPECT_FALSE(aborting.Process());
-    EXPECT_EQ(calls, (std::vector<std::string>{"start outer", "start mid", "end mid", "end outer"}));
-    EXPECT_EQ(aborting.Messages(), std::vector<std::string>{"Bad subelement for mid: stray\n"});
-}
-
-TEST_F(ParserTest, HooksReplaceCommitAndFailuresAtTheEndTag) {
-    {
-        Recording<Input_file> input(Data("hooks.xml").c_str());
-        input.abort_on_error = false;
-        EXPECT_TRUE(input.Process());
-        EXPECT_TRUE(input.records.empty());
-    }
-    const std::vector<std::string> expected = {
-        "start fin", "start hooked", "text 1", "finalize hooked", "hook 1", "hook 2", "hook 3", "end hooked",
-        "start badfin", "finalize badfin", "end badfin", "start badcommit", "text 2", "finalize badcommit",
-        "commit badcommit", "end badcommit", "start ok", "finalize ok", "commit ok", "end ok",
-        // The failures of its children's own finalization do not spoil fin.
-        "finalize fin", "commit fin", "end fin"};
-    EXPECT_EQ(calls, expected);
-
-    // A failed Finalize on an empty element stops the parse when aborting.
-    calls.clear();
-    Recording<Input_file> input(Data("hooks.xml").c_str());
-    EXPECT_FALSE(input.Process());
-    EXPECT_EQ(calls.back(), "end fin");
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), "finalize fin"), 0);
-    EXPECT_TRUE(input.records.empty());
-}
-
-TEST_F(ParserTest, VoidRootRejectsAttributesTextAndUnknownChildren) {
-    // Without validation, the first node is the outermost element itself,
-    // and it belongs to the root instance.
-    const char doc[] = "<top a=\"1\">text<nest>1</nest><other/></top>";
-    Recording<Input_data> input(xmlReaderForMemory(doc, sizeof doc - 1, "top.xml", nullptr, 0));
-    xmlTextReaderSetParserProp(input, XML_PARSER_VALIDATE, 0);
-    EXPECT_FALSE(input.Process());
-    const std::vector<std::string> errors = {
-        "Error reading attrib \"a\"=\"1\" for : No attributes allowed for void",
-        "Bad TEXT/CDATA for : \"text\":No text allowed for void:0 items read"};
-    EXPECT_EQ(input.Messages(), errors);
-    EXPECT_TRUE(calls.empty());
-
-    Recording<Input_data> lenient(xmlReaderForMemory(doc, sizeof doc - 1, "top.xml", nullptr, 0));
-    xmlTextReaderSetParserProp(lenient, XML_PARSER_VALIDATE, 0);
-    lenient.abort_on_error = false;
-    EXPECT_TRUE(lenient.Process());
-    EXPECT_EQ(lenient.Messages(), errors);
-    EXPECT_EQ(calls,
-              (std::vector<std::string>{"start nest", "text 1", "finalize nest", "commit nest", "end nest"}));
-}
-
-std::string Nest_document(const std::string& body) {
-    return "<!DOCTYPE nest [<!ELEMENT nest (#PCDATA|nest)*>]>\n" + body;
-}
-
-long Calls_starting(const std::string& prefix) {
-    return std::count_if(calls.begin(), calls.end(), [&](const std::string& call) {
-        return call.compare(0, prefix.size(), prefix) == 0;
-    });
-}
-
-// Runs a broken document with abort_on_error on and off: whatever libxml2
-// makes of it, the records are there, every started instance is deleted and,
-// when aborting, nothing is committed and the result is false.
-void Expect_broken(const std::string& path) {
-    for (bool abort : {true, false}) {
-        calls.clear();
-        Recording<Input_file> input(path.c_str());
-        input.abort_on_error = abort;
-        const bool result = input.Process();
-        EXPECT_FALSE(input.records.empty()) << path;
-        EXPECT_EQ(Calls_starting("start "), Calls_starting("end ")) << path;
-        if (!abort) continue;
-        EXPECT_FALSE(result) << path;
-        EXPECT_EQ(input.records.back().msg, "Read error on input") << path;
-        EXPECT_EQ(Calls_starting("commit "), 0) << path;
+        // finalized, outer is. Of the next rec two items are read, the third
+        // is rejected, the rest is ignored. A processing instruction spoils
+        // its element.
+        {errors, false, true, true, "<outer <mid <rec 2 F C > > F C > <rec 1 2 > <rec 3 > <rec id=7 4 F C > ",
+         "node stray type ELEMENT path /errs/outer/mid/stray\nxmlTextReaderNext\n",
+         "Bad TEXT/CDATA for rec: \" x 4\":Bad character 'x':2 items read|"
+         "Unhandled node pi type PROCESSING_INSTRUCTION|"},
+        // Aborting, the first error stops every open walk: nothing is finalized.
+        {errors, true, true, false, "<outer <mid > > ",
+         "node stray type ELEMENT path /errs/outer/mid/stray\n", "Bad subelement for mid: stray\n|"},
+        // Hooks replace Commit; the failures of the children's own
+        // finalization do not spoil fin. A failed Finalize on an empty element
+        // stops the parse when aborting.
+        {hooks, false, true, true,
+         "<fin <hooked 1 F H1 H2 H3 > <badfin F > <badcommit 2 F C > <ok F C > F C > ",
+         "node fin type END_ELEMENT path /fin\n", ""},
+        {hooks, true, true, false, "<fin <hooked 1 F H1 H2 H3 > <badfin F > > ",
+         "node badfin type ELEMENT path /fin/badfin\n", ""},
+        {void_root, true, false, false, "",
+         "attr a value 1\nxmlTextReaderRead\nnode #text type TEXT path /top/text()\n", void_root_errors},
+        {void_root, false, false, true, "<nest 1 F C > ",
+         "node other type ELEMENT path /top/other\nxmlTextReaderNext\n", void_root_errors},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.document.substr(0, 80) + (c.abort_on_error ? " aborting" : ""));
+        const Parse parse(c.document, c.abort_on_error, c.validate);
+        EXPECT_EQ(parse.result, c.result);
+        EXPECT_EQ(calls, c.calls);
+        EXPECT_EQ(parse.messages, c.messages);
+        EXPECT_NE(parse.trace.find(c.trace), std::string::npos) << parse.trace;
     }
 }
 
-TEST_F(ParserTest, BrokenInputEndsInErrorRecordsAndFalse) {
-    for (const char* name : {"truncated.xml", "malformed.xml", "no_dtd.xml", "no_such_file.xml"})
-        Expect_broken(Data(name));
-    Recording<Input_data> no_descriptor(-1, "fd -1");
-    EXPECT_FALSE(no_descriptor.Process());
-    EXPECT_EQ(no_descriptor.Messages(), std::vector<std::string>{"Read error on input"});
-
-    // Nesting deeper than libxml2 allows (one walk frame per open element), an
-    // unknown entity, bytes that are not UTF-8, a text node larger than
-    // libxml2's limit and an external DTD that is not there.
+// Whatever libxml2 makes of a broken document, the records are there and
+// every started instance is deleted; when aborting, nothing is committed and
+// the result is false.
+TEST(Parser, BrokenInputEndsInErrorRecordsAndFalse) {
+    const std::string nest_dtd = "<!DOCTYPE nest [<!ELEMENT nest (#PCDATA|nest)*>]>\n";
     std::string deep;
     for (int i = 0; i < 300; ++i) deep += "<nest>";
-    const std::string hostile[] = {
-        Nest_document(deep + "1"),
-        Nest_document("<nest>&nope;</nest>"),
-        Nest_document("<nest>caf\xE9 \xFF\xFE</nest>"),
-        Nest_document("<nest>" + std::string(11 << 20, 'x') + "</nest>"),
-        "<!DOCTYPE nest SYSTEM \"/nonexistent/nest.dtd\">\n<nest>1</nest>",
+    // Files with the first message they give, and generated documents: nesting
+    // deeper than libxml2 allows (one walk frame per open element), an unknown
+    // entity, bytes that are not UTF-8, a text node larger than libxml2's
+    // limit and an external DTD that is not there.
+    const std::pair<std::string, std::string> documents[] = {
+        {Data("parser/truncated.xml"), "Extra content at the end of the document\n|"},
+        {Data("parser/malformed.xml"), "Opening and ending tag mismatch: rec line 7 and box\n|"},
+        {Data("input/no_dtd.xml"), "Validation failed: no DTD found !|"},
+        {Data("no_such_file.xml"), "Read error on input|"},
+        {nest_dtd + deep + "1", ""},
+        {nest_dtd + "<nest>&nope;</nest>", ""},
+        {nest_dtd + "<nest>caf\xE9 \xFF\xFE</nest>", ""},
+        {nest_dtd + "<nest>" + std::string(11 << 20, 'x') + "</nest>", ""},
+        {"<!DOCTYPE nest SYSTEM \"/nonexistent/nest.dtd\">\n<nest>1</nest>", ""},
     };
-    for (const std::string& text : hostile) Expect_broken(Temp_document(text).path);
+    for (const auto& document : documents) {
+        SCOPED_TRACE(document.first.substr(0, 80));
+        for (bool abort : {true, false}) {
+            const Parse parse(document.first, abort);
+            EXPECT_NE(parse.messages, "");
+            EXPECT_EQ(parse.messages.substr(0, document.second.size()), document.second);
+            EXPECT_EQ(std::count(calls.begin(), calls.end(), '<'),
+                      std::count(calls.begin(), calls.end(), '>'));
+            if (!abort) continue;
+            EXPECT_FALSE(parse.result);
+            EXPECT_THAT(parse.messages, testing::EndsWith("Read error on input|"));
+            EXPECT_EQ(calls.find("C "), std::string::npos);
+        }
+    }
+}
+
+// An item read without progress is a text error, not an endless loop.
+TEST(Parser, TextReadWithoutProgressFailsTheElement) {
+    const Parse parse("<!DOCTYPE stuck [<!ELEMENT stuck (#PCDATA)>]><stuck>1 2</stuck>", true);
+    EXPECT_FALSE(parse.result);
+    EXPECT_EQ(parse.messages, "Bad TEXT/CDATA for stuck: \" 2\":No progress reading text:1 items read|");
+}
+
+const char errs_dtd[] =
+    "<!DOCTYPE errs [<!ELEMENT errs ANY><!ELEMENT rec (#PCDATA)><!ATTLIST rec id CDATA #IMPLIED>]>";
+
+// With abort_on_error clear, what a child leaves unread after a read error is
+// passed over: the parent never gets the child's text as its own, and the
+// parse goes on with the next child. (The error must come after libxml2's
+// first chunk, hence the leading records.)
+TEST(Parser, LeftoversOfAFailedChildArePassedOver) {
+    std::string document = std::string(errs_dtd) + "<errs>";
+    for (int i = 0; i < 100; ++i) document += "<rec>1</rec>";
+    const Parse parse(document + "<rec>1<c/>2</rec><rec>3</rec></errs>", false);
+    EXPECT_TRUE(parse.result);  // validity errors do not fail the document
+    EXPECT_THAT(parse.messages, testing::StartsWith("No declaration for element c\n|Read error on input|"));
+    EXPECT_EQ(parse.messages.find("for errs"), std::string::npos) << parse.messages;
+    EXPECT_THAT(calls, testing::EndsWith("<rec 1 > <rec 3 F C > "));
+}
+
+// A document cut short anywhere before the end of its last tag is not
+// well-formed: Process fails whatever abort_on_error says, and every started
+// instance is deleted.
+TEST(Parser, EveryTruncationFails) {
+    std::string document = std::string(errs_dtd) + "<errs>";
+    for (int i = 0; i < 8; ++i)
+        document += "<rec id=\"" + std::to_string(i) + "\">" + std::to_string(i) + "</rec>";
+    document += "</errs>";
+    std::string wrong;  // the lengths that gave a wrong result or left an instance behind
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    for (bool abort : {true, false})
+        for (size_t length = 0; length <= document.size(); ++length) {
+            calls.clear();
+            const std::string prefix = document.substr(0, length);
+            Recording<Input_data> input(Reader_for(prefix));
+            input.abort_on_error = abort;
+            if (input.Process() != (length == document.size()) ||
+                std::count(calls.begin(), calls.end(), '<') != std::count(calls.begin(), calls.end(), '>'))
+                wrong += std::to_string(length) + (abort ? "a " : " ");
+        }
+    testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(wrong, "");
 }
 
 }  // namespace

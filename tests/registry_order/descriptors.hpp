@@ -5,24 +5,13 @@
 
 #include "XML/XML_info.hpp"
 
-// Built before `root`, in this order.
-enum Early_id {
-    early_child,       // "/early/child", before its parent
-    early_top,         // "/early"
-    early_dup_first,   // "/early_dup"
-    early_dup_second,  // "/early_dup" again
-    deep_early_b,      // "/deep_early/a/b"; "/deep_early/a" comes after root
-    deep_early_top,    // "/deep_early"
-    orphan_x,          // "/orphan/x"; "/orphan" never exists
-    early_count
-};
+// Built before `root` (early.cpp), in this order: "/early/child", "/early",
+// "/early_dup" twice, "/deep_early/a/b", "/deep_early", "/orphan/x".
+enum Early_id { child, top, dup_1, dup_2, deep_b, deep_top, orphan_x, early_count };
 const Tessel::Info<void>& Early(Early_id id);
-// True if the early descriptors were really built while `root` was not.
-extern bool early_before_root;
 
-// Built after `root` (late_a.cpp, late_b.cpp).
-extern const Tessel::Info<void> late_d, late_a, late_top, late_b;
-extern const Tessel::Info<void> late_dup_first, late_dup_second;
-extern const Tessel::Info<void> deep_early_a, cancelled_top, gap_top, gap_b, relative, slash_only, empty_name;
+// Built after `root`: late_a.cpp, then late_b.cpp.
+extern const Tessel::Info<void> late_d, late_dup_first, late_dup_second, deep_early_a, cancelled_top;
+extern const Tessel::Info<void> late_a, late_top, late_b;
 
 #endif

@@ -8,21 +8,14 @@
 
 using Tessel::Info;
 
-bool early_before_root;
-
 namespace {
 
 const char* const early_paths[early_count] = {"/early/child",    "/early",      "/early_dup", "/early_dup",
                                               "/deep_early/a/b", "/deep_early", "/orphan/x"};
-
-struct Slot {
-    alignas(Info<void>) unsigned char bytes[sizeof(Info<void>)];
-};
-Slot slots[early_count];
+alignas(Info<void>) unsigned char slots[early_count][sizeof(Info<void>)];
 
 void Build_early() {
-    early_before_root = !Tessel::Info_root::done;
-    for (int i = 0; i < early_count; ++i) new (slots[i].bytes) Info<void>(early_paths[i]);
+    for (int i = 0; i < early_count; ++i) new (slots[i]) Info<void>(early_paths[i]);
     // Queued and cancelled before root services the queue: "/cancelled" is
     // built later and must not get it.
     Info<void> cancelled("/cancelled/x");
@@ -34,12 +27,10 @@ __attribute__((section(".preinit_array"), used)) void (*const build_early)() = B
 // library's root still exists.
 struct Teardown {
     ~Teardown() {
-        for (int i = early_count - 1; i >= 0; --i) const_cast<Info<void>&>(Early(Early_id(i))).~Info();
+        for (int i = early_count - 1; i >= 0; --i) Early(Early_id(i)).~Info();
     }
 } teardown;
 
 }  // namespace
 
-const Info<void>& Early(Early_id id) {
-    return *std::launder(reinterpret_cast<const Info<void>*>(slots[id].bytes));
-}
+const Info<void>& Early(Early_id id) { return *std::launder(reinterpret_cast<const Info<void>*>(slots[id])); }

@@ -1,6 +1,6 @@
 // Descriptors built after the registry's root: a grandchild before its
-// parents (which late_b.cpp builds), duplicates, and paths that are not
-// registered.
+// parents (which late_b.cpp builds), duplicates, the parent of an early
+// descriptor and that of a cancelled entry.
 #include "descriptors.hpp"
 
 using Tessel::Info;
@@ -10,8 +10,3 @@ const Info<void> late_dup_first("/late_dup");
 const Info<void> late_dup_second("/late_dup");
 const Info<void> deep_early_a("/deep_early/a");
 const Info<void> cancelled_top("/cancelled");
-const Info<void> gap_b("/gap//b");
-const Info<void> gap_top("/gap");
-const Info<void> relative("relative");
-const Info<void> slash_only("/");
-const Info<void> empty_name("/empty/");

@@ -1,80 +1,50 @@
-// Helpers shared by the input and parser tests: an input source that keeps
-// copies of its error records, and temporary documents.
+// Helpers shared by the input and parser tests: input sources that keep their
+// error records as text.
 #ifndef TESSEL_TEST_SUPPORT_RECORDING_HPP
 #define TESSEL_TEST_SUPPORT_RECORDING_HPP
 
 #include "XML/XML_input_stream.hpp"
-
-#include <stdlib.h>
-#include <unistd.h>
 
 #include <string>
 #include <vector>
 
 namespace Tessel_test {
 
-inline std::string Copy(const char* text) { return text ? text : "(null)"; }
-
-// An error record copied out of the handler, with the current node's text.
-struct Record {
-    Record(const Tessel::Error_info& r, xmlTextReaderPtr reader)
-        : severity(r.severity_string),
-          msg(Copy(r.msg)),
-          uri(Copy(r.uri)),
-          xpath(Copy(r.xpath)),
-          name(Copy(r.node.node_name)),
-          line(r.line),
-          col(r.col),
-          node_valid(r.node.valid),
-          node_line(r.node.node_line),
-          parent_line(r.parent.node_line) {
-        xmlChar* text = xmlNodeGetContent(xmlTextReaderCurrentNode(reader));
-        content = Copy(reinterpret_cast<const char*>(text));
-        xmlFree(text);
-    }
-    std::string severity, msg, uri, xpath, name, content;
-    long line, col;
-    bool node_valid;
-    long node_line, parent_line;
-};
+inline std::string Copy(const void* text) { return text ? static_cast<const char*>(text) : "(null)"; }
 
 template <class Source>
 struct Recording : Source {
     using Source::Source;
     using Tessel::Input_data::Error_handler;
-    void Error_handler(const Tessel::Error_info& info) override { records.emplace_back(info, *this); }
-
+    // Keeps every message, and every record as "SEVERITY message|URI line|XPath|
+    // node name@line parent line|text of the reader's current node".
+    void Error_handler(const Tessel::Error_info& r) override {
+        xmlChar* text = xmlNodeGetContent(xmlTextReaderCurrentNode(*this));
+        const std::string node = r.node.valid
+                                     ? Copy(r.node.node_name) + "@" + std::to_string(r.node.node_line) + " " +
+                                           std::to_string(r.parent.node_line)
+                                     : "-";
+        records.push_back(std::string(r.severity_string) + " " + Copy(r.msg) + "|" + Copy(r.uri) + " " +
+                          std::to_string(r.line) + "|" + Copy(r.xpath) + "|" + node + "|" + Copy(text));
+        messages += Copy(r.msg) + "|";
+        xmlFree(text);
+    }
     // Reads until Next_node fails; returns the number of nodes read.
     long Read_all() {
         long nodes = 0;
         while (this->Next_node()) ++nodes;
         return nodes;
     }
-    std::vector<std::string> Messages() const {
-        std::vector<std::string> messages;
-        for (const Record& record : records) messages.push_back(record.msg);
-        return messages;
-    }
-    std::vector<Record> records;
+    std::vector<std::string> records;
+    std::string messages;
 };
 
-// A temporary file holding text, open for reading at its start, removed
-// with the object.
-struct Temp_document {
-    explicit Temp_document(const std::string& text) {
-        char name[] = "/tmp/tessel_test_XXXXXX";
-        fd = mkstemp(name);
-        path = name;
-        if (fd < 0 || write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) abort();
-        lseek(fd, 0, SEEK_SET);
-    }
-    ~Temp_document() {
-        close(fd);
-        unlink(path.c_str());
-    }
-    int fd;
-    std::string path;
-};
+// A reader, with the library's options, of a document held in memory (which
+// must outlive it).
+inline xmlTextReaderPtr Reader_for(const std::string& document, const char* uri = "memory.xml") {
+    return xmlReaderForMemory(document.data(), static_cast<int>(document.size()), uri, nullptr,
+                              Tessel::Input_data::reader_options);
+}
 
 }  // namespace Tessel_test
 

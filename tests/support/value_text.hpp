@@ -4,8 +4,13 @@
 
 #include "XML/XML_formatter.hpp"
 
+#include <gtest/gtest.h>
+
+#include <cstring>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <type_traits>
 
 namespace test_support {
 
@@ -21,6 +26,27 @@ inline std::unique_ptr<Tessel::Format::Scanner> over(const char* text) {
 inline std::string rest(const Tessel::Format::Scanner& scanner) {
     const char* p = scanner;
     return p ? p : "(null)";
+}
+
+// Reads one T from text with a formatter: "value|unread text", or
+// "!message|unread text" after checking that the failure left the target alone.
+template <class T, class F>
+std::string read(const F& formatter, const char* text) {
+    auto s = over(text);
+    T value;
+    std::memset(static_cast<void*>(&value), 0x5A, sizeof value);
+    const T before = value;
+    std::ostringstream out;
+    if (!formatter.Read(*s, value)) {
+        EXPECT_EQ(std::memcmp(&value, &before, sizeof value), 0) << text;
+        out << "!" << s->Error_msg();
+    } else if constexpr (std::is_enum_v<T>) {
+        out << static_cast<long long>(value);
+    } else {
+        out << +value;
+    }
+    out << "|" << rest(*s);
+    return out.str();
 }
 
 }  // namespace test_support
