@@ -399,6 +399,7 @@ public:
         const Subelement_hash_list<T>* list = Base::Lookup(name);
         return list ? list->Which(indexes) : nullptr;
     }
+    using Base::Add;
     // Adds a binding under its tag; an anonymous one brings in the rows of
     // its nameless descriptor instead, cloned onto it.
     void Add(Subelement_base<T>& item) const {
