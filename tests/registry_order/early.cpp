@@ -13,9 +13,11 @@ namespace {
 const char* const early_paths[early_count] = {"/early/child",    "/early",      "/early_dup", "/early_dup",
                                               "/deep_early/a/b", "/deep_early", "/orphan/x"};
 alignas(Info<void>) unsigned char slots[early_count][sizeof(Info<void>)];
+alignas(Item_info) unsigned char item_slot[sizeof(Item_info)];
 
 void Build_early() {
     for (int i = 0; i < early_count; ++i) new (slots[i]) Info<void>(early_paths[i]);
+    new (item_slot) Item_info("/items/item", item_rows);  // the rows are not built yet
     // Queued and cancelled before root services the queue: "/cancelled" is
     // built later and must not get it.
     Info<void> cancelled("/cancelled/x");
@@ -27,6 +29,7 @@ __attribute__((section(".preinit_array"), used)) void (*const build_early)() = B
 // library's root still exists.
 struct Teardown {
     ~Teardown() {
+        std::launder(reinterpret_cast<Item_info*>(item_slot))->~Item_info();
         for (int i = early_count - 1; i >= 0; --i) Early(Early_id(i)).~Info();
     }
 } teardown;

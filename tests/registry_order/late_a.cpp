@@ -10,3 +10,12 @@ const Info<void> late_dup_first("/late_dup");
 const Info<void> late_dup_second("/late_dup");
 const Info<void> deep_early_a("/deep_early/a");
 const Info<void> cancelled_top("/cancelled");
+
+const Info<void> items_top("/items");
+const Tessel::Subelement_table<Item> item_rows[2] = {{Tessel::Subelement(&Item::n, "n")},
+                                                     {Tessel::Subelement(&Item::m, "m", "%X")}};
+std::string items_read;
+bool Item_info::Commit(Item& item, Tessel::Input_data&) const {
+    items_read += std::to_string(item.n) + " " + std::to_string(item.m) + " ";
+    return true;
+}
