@@ -13,6 +13,12 @@
 #include <type_traits>
 
 namespace Tessel {
+
+void xmlString::Deref() {
+    if (core && --core->refcount <= 0) delete core;
+    core = nullptr;
+}
+
 namespace Format {
 
 namespace {

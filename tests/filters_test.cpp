@@ -15,6 +15,10 @@ using namespace Tessel;
 // throws std::bad_alloc (negative: never).
 std::atomic<long> allocations_left(-1);
 
+// GCC takes the replaced operators for the built-in ones when it inlines them,
+// and sees free() on memory from new.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(std::size_t size) {
     if (allocations_left >= 0 && allocations_left-- == 0) throw std::bad_alloc();
     if (void* p = std::malloc(size ? size : 1)) return p;
@@ -22,6 +26,7 @@ void* operator new(std::size_t size) {
 }
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+#pragma GCC diagnostic pop
 
 namespace {
 

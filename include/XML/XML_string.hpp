@@ -105,10 +105,10 @@ private:
         ++core->refcount;
         return core;
     }
-    void Deref() {
-        if (core && --core->refcount <= 0) delete core;
-        core = nullptr;
-    }
+    // Gives up this holder's reference; the last one deletes the core. Out of
+    // line: inlined into a function that destroys two holders of one core,
+    // GCC cannot tell which one deletes it and warns of a use after free.
+    void Deref();
 
     Core* core;
 };
