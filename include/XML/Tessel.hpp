@@ -17,9 +17,10 @@
 //
 // A <note/> declared in that DTD but without a descriptor would stop the parse
 // with a "Bad subelement for log: note" record, printed on standard error by
-// the default error handler (XML_input_stream.hpp). Element text and
-// attributes are read into values by hand-written instances (XML_instance.hpp)
-// with the scanner and formatters of XML_formatter.hpp.
+// the default error handler (XML_input_stream.hpp). Element text, attributes
+// and children are read into application structures by typed descriptors
+// (Info<T>, XML_info.hpp) with binding rows (XML_subelements.hpp), accessors
+// (XML_accessor.hpp) and attribute tables (XML_attributes.hpp).
 #ifndef TESSEL_TESSEL_HPP
 #define TESSEL_TESSEL_HPP
 
