@@ -1,8 +1,8 @@
 // Parse instances and the walk that drives them.
 //
 // Example: the descriptor of <rec> and its hand-written instance, which
-// collects the number in every <rec> (typed descriptors, Info<T>, will spare
-// these classes; until then an application writes them):
+// collects the number in every <rec>. Typed descriptors (Info<T>) make their
+// own instances; a hand-written one like this suits elements they do not fit:
 //
 //     using namespace Tessel;
 //     std::vector<long> values;  // 5, 7 after reading <log><rec>5</rec><rec>7</rec></log>
