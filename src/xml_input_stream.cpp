@@ -76,8 +76,17 @@ Input_data::Input_data(xmlTextReaderPtr adopted)
 Input_data::Input_data(int fd, const char* name)
     : Input_data(xmlReaderForFd(fd, name, nullptr, reader_options)) {}
 
+namespace {
+void Ignore_error(void*, const char*, xmlParserSeverities, xmlTextReaderLocatorPtr) {}
+}  // namespace
+
+// libxml2 may still validate (and complain about an unfinished document) while
+// the reader is freed. A derived class's handler is gone by then, and the
+// record would be half a report: such diagnostics are dropped.
 Input_data::~Input_data() {
-    if (reader != nullptr) xmlFreeTextReader(reader);
+    if (reader == nullptr) return;
+    xmlTextReaderSetErrorHandler(reader, Ignore_error, nullptr);
+    xmlFreeTextReader(reader);
 }
 
 void Input_data::Init() {

@@ -79,6 +79,10 @@
 // without an entry in node_types (18 and above) and unknown severities are
 // named "UNKNOWN".
 //
+// Diagnostics that libxml2 raises while the reader is being freed (a document
+// left unfinished fails its last validity checks then) are dropped: the
+// source's handler can no longer receive them.
+//
 // Input sources are used by one thread at a time and are not copied.
 #ifndef TESSEL_XML_INPUT_STREAM_HPP
 #define TESSEL_XML_INPUT_STREAM_HPP
