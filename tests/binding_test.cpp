@@ -7,6 +7,7 @@
 
 #include "support/recording.hpp"
 
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -23,10 +24,8 @@ struct Extra {
     long a, b;
 };
 struct Rec {
-    long id;
-    unsigned long kind;
-    long seq;
-    unsigned long addr;
+    long id, seq;
+    unsigned long kind, addr;
     Pos pos;
     bool alarmed;
     long alarm;
@@ -41,120 +40,117 @@ struct Log {
     Rec rec;
 };
 
-}  // namespace
+Define_Bitfield(lo);
+Define_Bitfield(hi);
 
-Define_Bitfield(lo) Define_Bitfield(hi)
+// Manipulators of an application's own: the two elements of Rec::v.
+template <int I>
+struct V_element : Access::GetSet_nocopy {
+    long& Get(Rec& r) const { return r.v[I]; }
+    const long& Get(const Rec& r) const { return r.v[I]; }
+    void Set(const long& x, Rec& r) const { r.v[I] = x; }
+    V_element* Clone() const { return new V_element; }
+};
 
-    namespace {
-    // Manipulators of an application's own: the two elements of Rec::v.
-    template <int I>
-    struct V_element : Access::GetSet_nocopy {
-        long& Get(Rec& r) const { return r.v[I]; }
-        const long& Get(const Rec& r) const { return r.v[I]; }
-        void Set(const long& x, Rec& r) const { r.v[I] = x; }
-        V_element* Clone() const { return new V_element; }
-    };
+const Value_entry<unsigned long> kind_names[] = {{"cold", 0}, {"hot", 1}};
+const Value_hash<unsigned long> kinds(kind_names);
+const Attrib::Entry<Rec> id_attr("id", Get_Access<Rec, long>(Access::GetSet(&Rec::id)));
+const Attrib::Entry<Rec> kind_attr("kind", Get_Access<Rec, unsigned long>(Access::GetSet(&Rec::kind), kinds));
+const Attrib::Attrib_Table<Rec> rec_attr_rows[] = {{id_attr}, {kind_attr}};
+const Attrib::Attrib_Hash<Rec> rec_attrs(rec_attr_rows);
 
-    const Value_entry<unsigned long> kind_names[] = {{"cold", 0}, {"hot", 1}};
-    const Value_hash<unsigned long> kinds(kind_names);
-    const Attrib::Entry<Rec> id_attr("id", Get_Access<Rec, long>(Access::GetSet(&Rec::id)));
-    const Attrib::Entry<Rec> kind_attr("kind",
-                                       Get_Access<Rec, unsigned long>(Access::GetSet(&Rec::kind), kinds));
-    const Attrib::Attrib_Table<Rec> rec_attr_rows[] = {{id_attr}, {kind_attr}};
-    const Attrib::Attrib_Hash<Rec> rec_attrs(rec_attr_rows);
+const Subelement_table<Pos> pos_rows[] = {{Subelement(&Pos::x, "x")}, {Subelement(&Pos::y, "y")}};
+const Info<Pos> pos_info("pos", pos_rows);
+// A nameless descriptor inside a nameless descriptor: a and b become children of rec.
+const Subelement_table<Extra> extra_rows[] = {{Subelement(&Extra::a, "a")}, {Subelement(&Extra::b, "b")}};
+const Info<Extra> extra_inner("", extra_rows);
+const Subelement_table<Extra> extra_outer_rows[] = {{Subelement(extra_inner)}};
+const Info<Extra> extra_outer("", extra_outer_rows);
 
-    const Subelement_table<Pos> pos_rows[] = {{Subelement(&Pos::x, "x")}, {Subelement(&Pos::y, "y")}};
-    const Info<Pos> pos_info("pos", pos_rows);
-    // A nameless descriptor inside a nameless descriptor: a and b become children of rec.
-    const Subelement_table<Extra> extra_rows[] = {{Subelement(&Extra::a, "a")}, {Subelement(&Extra::b, "b")}};
-    const Info<Extra> extra_inner("", extra_rows);
-    const Subelement_table<Extra> extra_outer_rows[] = {{Subelement(extra_inner)}};
-    const Info<Extra> extra_outer("", extra_outer_rows);
+const Subelement_table<Rec> rec_rows[] = {
+    {Subelement(&Rec::seq, "seq")},
+    {Subelement(&Rec::addr, "addr", "0x%X")},
+    {Subelement(pos_info).Of(&Rec::pos)},
+    {Subelement(&Rec::alarm, "alarm").If(&Rec::alarmed, true)},
+    {SubelementBitfield(Rec, lo, "lo")},
+    {SubelementBitfield(Rec, hi, "hi", "%X")},
+    {Subelement(&Rec::be, "be")},
+    {Subelement<Rec, long>(new V_element<0>, "v")},  // the first <v> of a rec
+    {Subelement<Rec, long>(new V_element<1>, "v")},  // the second; a third goes to the registry
+    {Subelement(extra_outer).Of(&Rec::extra)},
+    {Subelement(&Rec::note, "note").IfNot(&Rec::label, static_cast<const char*>(nullptr))},
+};
 
-    const Subelement_table<Rec> rec_rows[] = {
-        {Subelement(&Rec::seq, "seq")},
-        {Subelement(&Rec::addr, "addr", "0x%X")},
-        {Subelement(pos_info).Of(&Rec::pos)},
-        {Subelement(&Rec::alarm, "alarm").If(&Rec::alarmed, true)},
-        {SubelementBitfield(Rec, lo, "lo")},
-        {SubelementBitfield(Rec, hi, "hi", "%X")},
-        {Subelement(&Rec::be, "be")},
-        {Subelement<Rec, long>(new V_element<0>, "v")},  // the first <v> of a rec
-        {Subelement<Rec, long>(new V_element<1>, "v")},  // the second; a third goes to the registry
-        {Subelement(extra_outer).Of(&Rec::extra)},
-        {Subelement(&Rec::note, "note").IfNot(&Rec::label, static_cast<const char*>(nullptr))},
-    };
-
-    std::vector<std::string> committed;  // what the Commit overrides saw, in order
-std::mutex committed_mutex;           // parses on several threads commit at once
+std::vector<std::string> committed;  // what the Commit overrides saw, in order
+std::mutex committed_mutex;          // parses on several threads commit at once
 
 void Note(const std::string& commit) {
     std::lock_guard<std::mutex> lock(committed_mutex);
     committed.push_back(commit);
 }
 
-    std::string Show(const Rec& r) {
-        char text[300];
-        snprintf(text, sizeof text, "%ld %lu %ld %lx %ld,%ld %d:%ld %u/%u %04X %ld,%ld %ld,%ld %s %ld", r.id,
-                 r.kind, r.seq, r.addr, r.pos.x, r.pos.y, r.alarmed, r.alarm, r.lo, r.hi,
-                 static_cast<unsigned short>(r.be), r.v[0], r.v[1], r.extra.a, r.extra.b,
-                 r.label ? r.label : "-", r.note);
-        return text;
+std::string Show(const Rec& r) {
+    char text[300];
+    snprintf(text, sizeof text, "%ld %lu %ld %lx %ld,%ld %d:%ld %u/%u %04X %ld,%ld %ld,%ld %s %ld", r.id,
+             r.kind, r.seq, r.addr, r.pos.x, r.pos.y, r.alarmed, r.alarm, r.lo, r.hi,
+             static_cast<unsigned short>(r.be), r.v[0], r.v[1], r.extra.a, r.extra.b, r.label ? r.label : "-",
+             r.note);
+    return text;
+}
+
+struct Rec_info : Info<Rec> {
+    using Info<Rec>::Info;
+    bool Commit(Rec& r, Input_data&) const override {
+        Note("rec " + Show(r));
+        return true;
     }
+};
+// Registered beneath the root, but the log's binding for "rec" wins over it.
+const Rec_info rec_info("/log/rec", rec_rows, rec_attrs);
 
-    struct Rec_info : Info<Rec> {
-        using Info<Rec>::Info;
-        bool Commit(Rec& r, Input_data&) const override {
-            Note("rec " + Show(r));
-            return true;
-        }
-    };
-    // Registered beneath the root, but the log's binding for "rec" wins over it.
-    const Rec_info rec_info("/log/rec", rec_rows, rec_attrs);
-
-    struct Log_info : Info<Log> {
-        using Info<Log>::Info;
-        bool Commit(Log& log, Input_data&) const override {
-            Note("log " + Show(log.rec));
-            return true;
-        }
-    };
-    const Subelement_table<Log> log_rows[] = {{Subelement(rec_info).Of(&Log::rec)}};
-    const Log_info log_info("/log", log_rows);
-
-    // Takes the <v> elements beyond the rec's two rows.
-    struct V_info : Info<long> {
-        using Info<long>::Info;
-        bool Commit(long& v, Input_data&) const override {
-            Note("v " + std::to_string(v));
-            return true;
-        }
-    };
-    const V_info extra_v("/log/rec/v", Get_Access<long>());
-
-    const char prolog[] =
-        "<?xml version=\"1.0\"?><!DOCTYPE log [<!ELEMENT log ANY><!ELEMENT rec ANY><!ELEMENT seq ANY>"
-        "<!ELEMENT addr ANY><!ELEMENT pos ANY><!ELEMENT x ANY><!ELEMENT y ANY><!ELEMENT alarm ANY>"
-        "<!ELEMENT lo ANY><!ELEMENT hi ANY><!ELEMENT be ANY><!ELEMENT v ANY><!ELEMENT a ANY><!ELEMENT b ANY>"
-        "<!ELEMENT note ANY><!ELEMENT zz ANY><!ATTLIST rec id CDATA #IMPLIED kind CDATA #IMPLIED zz CDATA "
-        "#IMPLIED>"
-        "<!ATTLIST seq u CDATA #IMPLIED>]><log>";
-    const char good_rec[] =
-        "<rec id=\"7\" kind=\"hot\"><seq>123456789012</seq><addr>0x1F</addr><pos><x>1</x><y>-2</y></pos>"
-        "<alarm>5</alarm><lo>3</lo><hi>A</hi><be>BEEF</be><v>10</v><v>20</v><v>30</v><a>8</a><b>9</b>"
-        "<note>4</note></rec>";
-
-    // Reads prolog + body + "</log>"; returns whether Process succeeded.
-    bool Read(const std::string& body, bool abort_on_error, std::string& messages, bool trace = false) {
-        const std::string document = prolog + body + "</log>";
-        Recording<Input_data> input(Reader_for(document));
-        input.abort_on_error = abort_on_error;
-        input.log_processing = trace;
-        committed.clear();
-        const bool ok = input.Process();
-        messages = input.messages;
-        return ok;
+struct Log_info : Info<Log> {
+    using Info<Log>::Info;
+    bool Commit(Log& log, Input_data&) const override {
+        Note("log " + Show(log.rec));
+        return true;
     }
+};
+const Subelement_table<Log> log_rows[] = {{Subelement(rec_info).Of(&Log::rec)}};
+const Log_info log_info("/log", log_rows);
+
+// Takes the <v> elements beyond the rec's two rows.
+struct V_info : Info<long> {
+    using Info<long>::Info;
+    bool Commit(long& v, Input_data&) const override {
+        Note("v " + std::to_string(v));
+        return true;
+    }
+};
+const V_info extra_v("/log/rec/v", Get_Access<long>());
+
+const char prolog[] =
+    "<?xml version=\"1.0\"?><!DOCTYPE log [<!ELEMENT log ANY><!ELEMENT rec ANY><!ELEMENT seq ANY>"
+    "<!ELEMENT addr ANY><!ELEMENT pos ANY><!ELEMENT x ANY><!ELEMENT y ANY><!ELEMENT alarm ANY>"
+    "<!ELEMENT lo ANY><!ELEMENT hi ANY><!ELEMENT be ANY><!ELEMENT v ANY><!ELEMENT a ANY><!ELEMENT b ANY>"
+    "<!ELEMENT note ANY><!ELEMENT zz ANY><!ATTLIST rec id CDATA #IMPLIED kind CDATA #IMPLIED zz CDATA "
+    "#IMPLIED>"
+    "<!ATTLIST seq u CDATA #IMPLIED>]><log>";
+const char good_rec[] =
+    "<rec id=\"7\" kind=\"hot\"><seq>123456789012</seq><addr>0x1F</addr><pos><x>1</x><y>-2</y></pos>"
+    "<alarm>5</alarm><lo>3</lo><hi>A</hi><be>BEEF</be><v>10</v><v>20</v><v>30</v><a>8</a><b>9</b>"
+    "<note>4</note></rec>";
+
+// Reads prolog + body + "</log>"; returns whether Process succeeded.
+bool Read(const std::string& body, bool abort_on_error, std::string& messages, bool trace = false) {
+    const std::string document = prolog + body + "</log>";
+    Recording<Input_data> input(Reader_for(document));
+    input.abort_on_error = abort_on_error;
+    input.log_processing = trace;
+    committed.clear();
+    const bool ok = input.Process();
+    messages = input.messages;
+    return ok;
+}
 
 }  // namespace
 
@@ -193,19 +189,14 @@ TEST(Binding, ReadsEveryKindOfRow) {
 
     // Written back: attributes in row order, then the rows that have something to write.
     Rec r{};
-    r.id = 7;
-    r.alarm = 5;
-    r.label = "x";
-    r.lo = 3;
-    xmlNodePtr node = rec_info.Write(r);
+    r.id = 7, r.alarm = 5, r.label = "x", r.lo = 3;
+    std::unique_ptr<xmlNode, void (*)(xmlNodePtr)> node(rec_info.Write(r), xmlFreeNode);
     xmlBufferPtr buffer = xmlBufferCreate();
-    xmlNodeDump(buffer, nullptr, node, 0, 0);
-    EXPECT_STREQ(
-        reinterpret_cast<const char*>(xmlBufferContent(buffer)),
-        "<rec id=\"7\" kind=\"cold\"><seq>0</seq><addr>0x0</addr><pos><x>0</x><y>0</y></pos><lo>3</lo>"
-        "<hi>0</hi><be>0000</be><v>0</v><v>0</v><a>0</a><b>0</b><note>0</note></rec>");
+    xmlNodeDump(buffer, nullptr, node.get(), 0, 0);
+    EXPECT_EQ(Copy(xmlBufferContent(buffer)),
+              "<rec id=\"7\" kind=\"cold\"><seq>0</seq><addr>0x0</addr><pos><x>0</x><y>0</y></pos><lo>3</lo>"
+              "<hi>0</hi><be>0000</be><v>0</v><v>0</v><a>0</a><b>0</b><note>0</note></rec>");
     xmlBufferFree(buffer);
-    xmlFreeNode(node);
 }
 
 // Bad input ends in the engine's record; with abort_on_error clear the log
@@ -219,15 +210,13 @@ TEST(Binding, BadInputRecordsAndUntouchedMembers) {
     } cases[] = {
         {"<rec zz=\"1\" kind=\"warm\" id=\"2\"><seq u=\"1\">3</seq></rec>", true, true,
          "Error reading attrib \"zz\"=\"1\" for rec: Unknown attr zz|Error reading attrib \"kind\"=\"warm\" "
-         "for rec: "
-         "Unknown name \"warm\"|Error reading attrib \"u\"=\"1\" for seq: No attributes for seq\n|",
+         "for "
+         "rec: Unknown name \"warm\"|Error reading attrib \"u\"=\"1\" for seq: No attributes for seq\n|",
          "log 2 0 3 0 0,0 0:0 0/0 0000 0,0 0,0 - 0"},
         {"<rec><seq>x12</seq><addr>1F</addr><lo>Z</lo><hi>C</hi></rec>", false, true,
-         "Bad TEXT/CDATA for seq: \"x12\":Bad character 'x':0 items read|Bad TEXT/CDATA for addr: "
-         "\"1F\":Prefix "
-         "mismatch: want \"0x\", had \"1F\":0 items read|Bad TEXT/CDATA for lo: \"Z\":Bad character 'Z':0 "
-         "items "
-         "read|",
+         "Bad TEXT/CDATA for seq: \"x12\":Bad character 'x':0 items read|Bad TEXT/CDATA for addr: \"1F\":"
+         "Prefix mismatch: want \"0x\", had \"1F\":0 items read|Bad TEXT/CDATA for lo: \"Z\":Bad character "
+         "'Z':0 items read|",
          "log 0 0 0 0 0,0 0:0 0/12 0000 0,0 0,0 - 0"},
         {"<rec><seq>x12</seq><alarm>1</alarm></rec>", true, false,
          "Bad TEXT/CDATA for seq: \"x12\":Bad character 'x':0 items read|", ""},

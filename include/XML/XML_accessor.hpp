@@ -9,7 +9,7 @@
 //         unsigned flags : 4;
 //         unsigned level : 4;
 //     };
-//     Define_Bitfield(level)  // once per member name, at namespace scope
+//     Define_Bitfield(level);  // once per member name, at namespace scope
 //
 //     Tessel::Accessor<Rec> id_text = Tessel::Get_Access<Rec, long>(Tessel::Access::GetSet(&Rec::id),
 //     "%04X"); Tessel::Accessor<Rec> level_text = GetBitfield(Rec, level); Rec rec{};
@@ -211,7 +211,7 @@ void Set(P& item, GetSet* manipulator, V value, bool sense) {
 
 }  // namespace Tessel
 
-// Bit-fields cannot be referenced: Define_Bitfield(m) defines the copying
+// Bit-fields cannot be referenced: Define_Bitfield(m); defines the copying
 // manipulator GetSet_bf_m<Parent, T> for members named m; GetSetBitfield(P, m)
 // makes one for P::m; GetBitfield(P, m, format...) is an accessor for it and
 // SubelementBitfield(P, m, name, format...) a sub-element binding. They work
@@ -223,7 +223,7 @@ void Set(P& item, GetSet* manipulator, V value, bool sense) {
         T Get(const Parent& parent) const { return parent.member; }                 \
         void Set(const T& x, Parent& parent) const { parent.member = x; }           \
         GetSet_bf_##member* Clone() const { return new GetSet_bf_##member(*this); } \
-    };
+    }
 
 #define Tessel_bitfield_type(p, member) decltype(::std::declval<p&>().member)
 #define GetSetBitfield(p, member) (new GetSet_bf_##member<p, Tessel_bitfield_type(p, member)>)
