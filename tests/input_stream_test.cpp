@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <memory>
+
 using namespace Tessel;
 using namespace Tessel_test;
 using namespace testing::internal;  // CaptureStderr and friends
@@ -142,6 +144,19 @@ TEST(InputStream, LinesBeyond65535) {
     EXPECT_THAT(in.records[1],
                 MatchesRegex("VALIDITY_ERROR No declaration for element bogus\n"
                              "\\|big 70001\\|/log/rec\\[1\\]\\|rec@6[6-9][0-9]{3} 6\\|6[6-9][0-9]{3}"));
+}
+
+// A document left unfinished makes libxml2 complain while the reader is
+// freed; nobody can receive that record, so nothing is printed.
+TEST(InputStream, NothingIsReportedWhileTheReaderIsFreed) {
+    const std::string doc =
+        "<!DOCTYPE log [<!ELEMENT log (rec)><!ELEMENT rec (a,b)><!ELEMENT a EMPTY><!ELEMENT b EMPTY>]>"
+        "<log><rec><a/><b/></rec></log>";
+    auto in = std::make_unique<Recording<Input_data>>(Reader_for(doc));
+    ASSERT_TRUE(Read_to(*in, "a"));
+    CaptureStderr();
+    in.reset();
+    EXPECT_EQ(GetCapturedStderr(), "");
 }
 
 }  // namespace
