@@ -41,8 +41,6 @@ TEST(RegistryOrder, EveryDescriptorFindsItsParentWhateverTheOrder) {
     for (const auto& c : cases) EXPECT_EQ(At(c.first), c.second) << c.first;
 }
 
-// Descriptors that are not registered, and descriptors destroyed while the
-// registry lives.
 // A typed descriptor built before the library's statics and before its rows
 // reads documents like any other.
 TEST(RegistryOrder, TypedTablesFromSeveralUnitsWhateverTheOrder) {
@@ -56,6 +54,8 @@ TEST(RegistryOrder, TypedTablesFromSeveralUnitsWhateverTheOrder) {
     EXPECT_EQ(items_read, "1 10 -2 255 ");
 }
 
+// Descriptors that are not registered, and descriptors destroyed while the
+// registry lives.
 TEST(RegistryOrder, UnregisteredAndDestroyedDescriptors) {
     Info<void> gap_b("/gap//b"), gap("/gap");  // an empty component ends the parent list
     Info<void> relative("relative"), empty_name("/empty/");
