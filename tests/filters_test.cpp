@@ -59,7 +59,8 @@ TEST(FilterList, WordsChecksAndGrowth) {
     EXPECT_NE(copy, list);
     EXPECT_NE(other, FilterList(6));  // same words, other channel count
     other = copy;
-    other = other;
+    const FilterList& same = other;
+    other = same;  // assigning a list to itself changes nothing
     EXPECT_EQ(other, copy);
     EXPECT_EQ(Words_of(other), (Words{0x1, 0x80000000, 0, 0, 0x2, 0, 0x8}));
 
