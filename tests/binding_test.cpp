@@ -17,29 +17,22 @@ using namespace Tessel_test;
 
 namespace {
 
-struct Pos {
-    long x, y;
-};
-struct Extra {
+// Two numbers: the rec's position, and members that a nameless descriptor reads as children of rec.
+struct Pair {
     long a, b;
 };
 struct Rec {
-    long id, seq;
+    long id, seq, alarm, v[2], note;
     unsigned long kind, addr;
-    Pos pos;
+    Pair pos, extra;
     bool alarmed;
-    long alarm;
     unsigned lo : 4, hi : 4;
     BE_ushort be;
-    long v[2];
-    Extra extra;
     const char* label;
-    long note;
 };
 struct Log {
     Rec rec;
 };
-
 Define_Bitfield(lo);
 Define_Bitfield(hi);
 
@@ -59,13 +52,12 @@ const Attrib::Entry<Rec> kind_attr("kind", Get_Access<Rec, unsigned long>(Access
 const Attrib::Attrib_Table<Rec> rec_attr_rows[] = {{id_attr}, {kind_attr}};
 const Attrib::Attrib_Hash<Rec> rec_attrs(rec_attr_rows);
 
-const Subelement_table<Pos> pos_rows[] = {{Subelement(&Pos::x, "x")}, {Subelement(&Pos::y, "y")}};
-const Info<Pos> pos_info("pos", pos_rows);
 // A nameless descriptor inside a nameless descriptor: a and b become children of rec.
-const Subelement_table<Extra> extra_rows[] = {{Subelement(&Extra::a, "a")}, {Subelement(&Extra::b, "b")}};
-const Info<Extra> extra_inner("", extra_rows);
-const Subelement_table<Extra> extra_outer_rows[] = {{Subelement(extra_inner)}};
-const Info<Extra> extra_outer("", extra_outer_rows);
+const Subelement_table<Pair> pos_rows[] = {{Subelement(&Pair::a, "x")}, {Subelement(&Pair::b, "y")}},
+                             extra_rows[] = {{Subelement(&Pair::a, "a")}, {Subelement(&Pair::b, "b")}};
+const Info<Pair> pos_info("pos", pos_rows), extra_inner("", extra_rows);
+const Subelement_table<Pair> extra_outer_rows[] = {{Subelement(extra_inner)}};
+const Info<Pair> extra_outer("", extra_outer_rows);
 
 const Subelement_table<Rec> rec_rows[] = {
     {Subelement(&Rec::seq, "seq")},
@@ -78,55 +70,38 @@ const Subelement_table<Rec> rec_rows[] = {
     {Subelement<Rec, long>(new V_element<0>, "v")},  // the first <v> of a rec
     {Subelement<Rec, long>(new V_element<1>, "v")},  // the second; a third goes to the registry
     {Subelement(extra_outer).Of(&Rec::extra)},
-    {Subelement(&Rec::note, "note").IfNot(&Rec::label, static_cast<const char*>(nullptr))},
-};
+    {Subelement(&Rec::note, "note").IfNot(&Rec::label, static_cast<const char*>(nullptr))}};
 
 std::vector<std::string> committed;  // what the Commit overrides saw, in order
 std::mutex committed_mutex;          // parses on several threads commit at once
 
-void Note(const std::string& commit) {
-    std::lock_guard<std::mutex> lock(committed_mutex);
-    committed.push_back(commit);
-}
-
 std::string Show(const Rec& r) {
     char text[300];
-    snprintf(text, sizeof text, "%ld %lu %ld %lx %ld,%ld %d:%ld %u/%u %04X %ld,%ld %ld,%ld %s %ld", r.id,
-             r.kind, r.seq, r.addr, r.pos.x, r.pos.y, r.alarmed, r.alarm, r.lo, r.hi,
+    snprintf(text, sizeof text, "rec %ld %lu %ld %lx %ld,%ld %d:%ld %u/%u %04X %ld,%ld %ld,%ld %s %ld", r.id,
+             r.kind, r.seq, r.addr, r.pos.a, r.pos.b, r.alarmed, r.alarm, r.lo, r.hi,
              static_cast<unsigned short>(r.be), r.v[0], r.v[1], r.extra.a, r.extra.b, r.label ? r.label : "-",
              r.note);
     return text;
 }
+std::string Show(const Log& log) { return "log" + Show(log.rec).substr(3); }
+std::string Show(long v) { return "v " + std::to_string(v); }
 
-struct Rec_info : Info<Rec> {
-    using Info<Rec>::Info;
-    bool Commit(Rec& r, Input_data&) const override {
-        Note("rec " + Show(r));
+// Notes every item it commits.
+template <class T>
+struct Noting : Info<T> {
+    using Info<T>::Info;
+    bool Commit(T& item, Input_data&) const override {
+        std::lock_guard<std::mutex> lock(committed_mutex);
+        committed.push_back(Show(item));
         return true;
     }
 };
 // Registered beneath the root, but the log's binding for "rec" wins over it.
-const Rec_info rec_info("/log/rec", rec_rows, rec_attrs);
-
-struct Log_info : Info<Log> {
-    using Info<Log>::Info;
-    bool Commit(Log& log, Input_data&) const override {
-        Note("log " + Show(log.rec));
-        return true;
-    }
-};
+const Noting<Rec> rec_info("/log/rec", rec_rows, rec_attrs);
 const Subelement_table<Log> log_rows[] = {{Subelement(rec_info).Of(&Log::rec)}};
-const Log_info log_info("/log", log_rows);
-
+const Noting<Log> log_info("/log", log_rows);
 // Takes the <v> elements beyond the rec's two rows.
-struct V_info : Info<long> {
-    using Info<long>::Info;
-    bool Commit(long& v, Input_data&) const override {
-        Note("v " + std::to_string(v));
-        return true;
-    }
-};
-const V_info extra_v("/log/rec/v", Get_Access<long>());
+const Noting<long> extra_v("/log/rec/v", Get_Access<long>());
 
 const char prolog[] =
     "<?xml version=\"1.0\"?><!DOCTYPE log [<!ELEMENT log ANY><!ELEMENT rec ANY><!ELEMENT seq ANY>"
@@ -140,16 +115,15 @@ const char good_rec[] =
     "<alarm>5</alarm><lo>3</lo><hi>A</hi><be>BEEF</be><v>10</v><v>20</v><v>30</v><a>8</a><b>9</b>"
     "<note>4</note></rec>";
 
-// Reads prolog + body + "</log>"; returns whether Process succeeded.
-bool Read(const std::string& body, bool abort_on_error, std::string& messages, bool trace = false) {
+// Reads prolog + body + "</log>": "ok " or "failed ", then the messages.
+std::string Read(const std::string& body, bool abort_on_error = true, bool trace = false) {
     const std::string document = prolog + body + "</log>";
     Recording<Input_data> input(Reader_for(document));
     input.abort_on_error = abort_on_error;
     input.log_processing = trace;
     committed.clear();
     const bool ok = input.Process();
-    messages = input.messages;
-    return ok;
+    return (ok ? "ok " : "failed ") + input.messages;
 }
 
 }  // namespace
@@ -172,16 +146,14 @@ TEST(Binding, ConcurrentFirstParses) {
 }
 
 TEST(Binding, ReadsEveryKindOfRow) {
-    std::string messages;
-    ASSERT_TRUE(Read(good_rec, true, messages));
-    EXPECT_EQ(messages, "");
+    EXPECT_EQ(Read(good_rec), "ok ");
     const std::string rec = "7 1 123456789012 1f 1,-2 1:5 3/10 BEEF 10,20 8,9 - 4";
     EXPECT_EQ(committed, (std::vector<std::string>{"v 30", "rec " + rec, "log " + rec}));
 
     // Each element's counters start again: the first <v> of every rec takes
     // row one. The log has one rec row, so its second rec goes to the
     // descriptor registered beneath it, with a scratch item of its own.
-    ASSERT_TRUE(Read("<rec><v>1</v></rec><rec><v>2</v><v>3</v></rec>", true, messages));
+    EXPECT_EQ(Read("<rec><v>1</v></rec><rec><v>2</v><v>3</v></rec>"), "ok ");
     const std::string zeros = "0 0 0 0 0,0 0:0 0/0 0000 ", rest = " 0,0 - 0";
     EXPECT_EQ(committed,
               (std::vector<std::string>{"rec " + zeros + "1,0" + rest, "rec " + zeros + "2,3" + rest,
@@ -204,39 +176,36 @@ TEST(Binding, ReadsEveryKindOfRow) {
 TEST(Binding, BadInputRecordsAndUntouchedMembers) {
     const struct {
         const char* body;
-        bool abort, ok;
-        const char* messages;
+        bool abort;
+        std::string result;  // "ok " or "failed ", then the messages
         const char* last_commit;
     } cases[] = {
-        {"<rec zz=\"1\" kind=\"warm\" id=\"2\"><seq u=\"1\">3</seq></rec>", true, true,
-         "Error reading attrib \"zz\"=\"1\" for rec: Unknown attr zz|Error reading attrib \"kind\"=\"warm\" "
-         "for "
-         "rec: Unknown name \"warm\"|Error reading attrib \"u\"=\"1\" for seq: No attributes for seq\n|",
+        {"<rec zz=\"1\" kind=\"warm\" id=\"2\"><seq u=\"1\">3</seq></rec>", true,
+         "ok Error reading attrib \"zz\"=\"1\" for rec: Unknown attr zz|"
+         "Error reading attrib \"kind\"=\"warm\" for rec: Unknown name \"warm\"|Error reading attrib "
+         "\"u\"=\"1\" for seq: No attributes for seq\n|",
          "log 2 0 3 0 0,0 0:0 0/0 0000 0,0 0,0 - 0"},
-        {"<rec><seq>x12</seq><addr>1F</addr><lo>Z</lo><hi>C</hi></rec>", false, true,
-         "Bad TEXT/CDATA for seq: \"x12\":Bad character 'x':0 items read|Bad TEXT/CDATA for addr: \"1F\":"
+        {"<rec><seq>x12</seq><addr>1F</addr><lo>Z</lo><hi>C</hi></rec>", false,
+         "ok Bad TEXT/CDATA for seq: \"x12\":Bad character 'x':0 items read|Bad TEXT/CDATA for addr: \"1F\":"
          "Prefix mismatch: want \"0x\", had \"1F\":0 items read|Bad TEXT/CDATA for lo: \"Z\":Bad character "
          "'Z':0 items read|",
          "log 0 0 0 0 0,0 0:0 0/12 0000 0,0 0,0 - 0"},
-        {"<rec><seq>x12</seq><alarm>1</alarm></rec>", true, false,
-         "Bad TEXT/CDATA for seq: \"x12\":Bad character 'x':0 items read|", ""},
-        {"<rec>5<zz/></rec>", false, true, "Bad TEXT/CDATA for rec: \"5\":No text allowed:0 items read|",
+        {"<rec><seq>x12</seq><alarm>1</alarm></rec>", true,
+         "failed Bad TEXT/CDATA for seq: \"x12\":Bad character 'x':0 items read|", ""},
+        {"<rec>5<zz/></rec>", false, "ok Bad TEXT/CDATA for rec: \"5\":No text allowed:0 items read|",
          "log 0 0 0 0 0,0 0:0 0/0 0000 0,0 0,0 - 0"},
-        {"<rec><zz/></rec>", true, false, "Bad subelement for rec: zz\n|", ""},
+        {"<rec><zz/></rec>", true, "failed Bad subelement for rec: zz\n|", ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.body);
-        std::string messages;
-        EXPECT_EQ(Read(c.body, c.abort, messages), c.ok);
-        EXPECT_EQ(messages, c.messages);
+        EXPECT_EQ(Read(c.body, c.abort), c.result);
         EXPECT_EQ(committed.empty() ? "" : committed.back(), c.last_commit);
     }
 }
 
 TEST(Binding, TracesStartAndEndOfEveryTypedElement) {
     testing::internal::CaptureStderr();
-    std::string messages;
-    EXPECT_TRUE(Read("<rec><pos><x>1</x></pos></rec>", true, messages, true));
+    EXPECT_EQ(Read("<rec><pos><x>1</x></pos></rec>", true, true), "ok ");
     std::string trace = testing::internal::GetCapturedStderr(), starts;
     for (size_t at = trace.find(" processing"); at != std::string::npos;
          at = trace.find(" processing", at + 1))

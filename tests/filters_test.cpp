@@ -38,6 +38,38 @@ Words Words_of(const FilterList& list) {
     return words;
 }
 
+const int workers = 3, iterations = 1000;
+std::atomic<int> faults, calls;
+FilterList* toggle;
+
+// Uses filter lists with both filter mutexes held, and flips a word under the
+// lock so that the next Changed() finds a change again.
+void Copy_and_toggle(const FilterList& master) {
+    FilterList copy(master);
+    copy[copy.Channels()] = 0x1;
+    if (copy.Channels() != master.Channels() + 1) ++faults;
+    (*toggle)[0] ^= 0x1;
+    ++calls;
+}
+
+// Words are written only before the threads start or with the filter-list
+// mutex held (inside a callback): a plain word write is not locked, so it
+// would race with Changed() reading every list on another thread.
+void Work(const FilterList& source) {
+    for (int i = 0; i < iterations; ++i) {
+        FilterList a(source), b(1 + i % 5);
+        (void)a[8 + i % 3];  // grows the list
+        b = a;
+        if (b != a || b.Channels() != 9 + static_cast<size_t>(i % 3) || b[0] != source[0]) ++faults;
+        if (i % 4 == 0) FilterList::Changed();
+    }
+}
+
+// An application's own callback class: the channel counts it was given.
+struct Channel_watch : FilterChangeCallback_base {
+    std::vector<size_t> seen;
+    void Do_Callback(const FilterList& master) override { seen.push_back(master.Channels()); }
+};
 }  // namespace
 
 TEST(FilterList, WordsChecksAndGrowth) {
@@ -98,37 +130,6 @@ TEST(FilterList, ChangedComputesMasterAndNotifies) {
     EXPECT_EQ(masters[2], Words(masters[1].size(), 0));
 }
 
-namespace {
-
-const int workers = 3, iterations = 1000;
-std::atomic<int> faults, calls;
-FilterList* toggle;
-
-// Uses filter lists with both filter mutexes held, and flips a word under the
-// lock so that the next Changed() finds a change again.
-void Copy_and_toggle(const FilterList& master) {
-    FilterList copy(master);
-    copy[copy.Channels()] = 0x1;
-    if (copy.Channels() != master.Channels() + 1) ++faults;
-    (*toggle)[0] ^= 0x1;
-    ++calls;
-}
-
-// Words are written only before the threads start or with the filter-list
-// mutex held (inside a callback): a plain word write is not locked, so it
-// would race with Changed() reading every list on another thread.
-void Work(const FilterList& source) {
-    for (int i = 0; i < iterations; ++i) {
-        FilterList a(source), b(1 + i % 5);
-        (void)a[8 + i % 3];  // grows the list
-        b = a;
-        if (b != a || b.Channels() != 9 + static_cast<size_t>(i % 3) || b[0] != source[0]) ++faults;
-        if (i % 4 == 0) FilterList::Changed();
-    }
-}
-
-}  // namespace
-
 // Threads create, copy, grow, assign and destroy filter lists and call
 // FilterList::Changed() while change callbacks come, go and run (the CI script
 // also runs this under ThreadSanitizer). The run is kept well under a second
@@ -170,13 +171,6 @@ TEST(FilterList, CopyOutOfMemoryThrowsAndKeepsTheChain) {
         FilterList::Changed();  // walks the whole chain
     }
 }
-
-namespace {
-struct Channel_watch : FilterChangeCallback_base {
-    std::vector<size_t> seen;
-    void Do_Callback(const FilterList& master) override { seen.push_back(master.Channels()); }
-};
-}  // namespace
 
 // An application's own callback class is called once linked, and not after
 // it is gone.

@@ -8,9 +8,7 @@ using Tessel::Formatter;
 using Tessel::Value_entry;
 using Tessel::Value_hash;
 using namespace Tessel::Format;
-using test_support::over;
-using test_support::read;
-using test_support::rest;
+using namespace test_support;
 
 namespace {
 

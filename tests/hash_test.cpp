@@ -22,8 +22,6 @@ struct Item {
 };
 const Item items[] = {{"one", 1}, {"two", 2}, {"one", 3}, {"three", 4}};
 
-void* Fail_malloc(size_t) { return nullptr; }
-
 std::string cleaned;  // the entries a table's cleanup was given, as name and number
 
 struct Owning_hash : Hash<Item> {
@@ -44,7 +42,8 @@ TEST(Hash, RowsAndFailedCreation) {
     xmlReallocFunc realloc_fn;
     xmlStrdupFunc strdup_fn;
     xmlMemGet(&free_fn, &malloc_fn, &realloc_fn, &strdup_fn);
-    xmlMemSetup(free_fn, Fail_malloc, realloc_fn, strdup_fn);
+    xmlMemSetup(
+        free_fn, [](size_t) -> void* { return nullptr; }, realloc_fn, strdup_fn);
     const Item* while_failing = rows.Lookup(X("two"));
     xmlMemSetup(free_fn, malloc_fn, realloc_fn, strdup_fn);
     EXPECT_EQ(while_failing, nullptr);

@@ -9,10 +9,8 @@
 
 using namespace Tessel;
 using namespace Tessel_test;
+using namespace testing;
 using namespace testing::internal;  // CaptureStderr and friends
-using testing::EndsWith;
-using testing::MatchesRegex;
-using testing::StartsWith;
 
 namespace {
 

@@ -27,16 +27,17 @@ bool Log(const std::string& call) {
     return true;
 }
 
-std::string Str(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
-
 // A test element: reads decimal integers from its text and attributes, nests
 // itself, takes the descriptors registered beneath it as children, logs every
-// call, and attaches its descriptor's number of finalize hooks.
+// call, and attaches its descriptor's number of finalize hooks. A stuck one
+// reads one item of its text, then accepts every further item without moving
+// the scanner's cursor.
 struct Probe_info : Info_base {
-    explicit Probe_info(const char* path, bool finalize = true, bool commit = true, int hook_count = 0)
-        : Info_base(path), finalize_ok(finalize), commit_ok(commit), hooks(hook_count) {}
+    explicit Probe_info(const char* path, bool finalize = true, bool commit = true, int hook_count = 0,
+                        bool stuck_text = false)
+        : Info_base(path), finalize_ok(finalize), commit_ok(commit), stuck(stuck_text), hooks(hook_count) {}
     Instance_base* Get_instance(Input_data& input) const override;
-    bool finalize_ok, commit_ok;
+    bool finalize_ok, commit_ok, stuck;
     int hooks;
 };
 
@@ -48,7 +49,7 @@ struct Probe_hook : Finalize_hook {
 
 struct Probe : Instance_base {
     Probe(Input_data& input, const Probe_info& descriptor) : Instance_base(input), info(descriptor) {
-        Log("<" + Str(Name()));
+        Log("<" + Copy(Name()));
         for (int i = 1; i <= info.hooks; ++i) (new Probe_hook(i))->Hook_to(this);
     }
     ~Probe() override { Log(">"); }
@@ -59,10 +60,11 @@ struct Probe : Instance_base {
     }
     bool Attribute(const xmlChar* name, Format::Scanner& value) override {
         long number;
-        return value.Scan(number, decimal) && Log(Str(name) + "=" + std::to_string(number));
+        return value.Scan(number, decimal) && Log(Copy(name) + "=" + std::to_string(number));
     }
     bool Text(Format::Scanner& text) override {
         long item;
+        if (info.stuck && items++) return true;
         return text.Scan(item, decimal) && Log(std::to_string(item));
     }
     bool Finalize() override { return Log("F") && info.finalize_ok; }
@@ -71,34 +73,19 @@ struct Probe : Instance_base {
 
     const Probe_info& info;
     const Format::format_info decimal{"%d"};
+    int items = 0;
 };
 
 Instance_base* Probe_info::Get_instance(Input_data& input) const { return new Probe(input, *this); }
 
-// Reads one item of its text, then accepts every further item without
-// moving the scanner's cursor.
-struct Stuck_info : Probe_info {
-    using Probe_info::Probe_info;
-    Instance_base* Get_instance(Input_data& input) const override;
-};
-struct Stuck : Probe {
-    using Probe::Probe;
-    bool Text(Format::Scanner& text) override { return items++ ? true : Probe::Text(text); }
-    int items = 0;
-};
-Instance_base* Stuck_info::Get_instance(Input_data& input) const { return new Stuck(input, *this); }
-const Stuck_info stuck("/stuck");
-
 // Descriptors of walk.xml, errors.xml and hooks.xml, and a self-nesting element
-// for generated documents.
-const Info<void> walk("/walk"), walk_box("/walk/box");
-const Probe_info walk_rec("/walk/rec"), box_rec("/walk/box/rec");
-const Info<void> errs("/errs");
-const Probe_info outer("/errs/outer"), mid("/errs/outer/mid"), mid_rec("/errs/outer/mid/rec"),
-    errs_rec("/errs/rec");
-const Probe_info fin("/fin"), hooked("/fin/hooked", true, true, 3), badfin("/fin/badfin", false);
-const Probe_info badcommit("/fin/badcommit", true, false), fin_ok("/fin/ok");
-const Probe_info nest("/nest");
+// and a stuck one for generated documents.
+const Info<void> walk("/walk"), walk_box("/walk/box"), errs("/errs");
+const Probe_info walk_rec("/walk/rec"), box_rec("/walk/box/rec"), outer("/errs/outer"),
+    mid("/errs/outer/mid"), mid_rec("/errs/outer/mid/rec"), errs_rec("/errs/rec"), fin("/fin"),
+    hooked("/fin/hooked", true, true, 3), badfin("/fin/badfin", false),
+    badcommit("/fin/badcommit", true, false), fin_ok("/fin/ok"), nest("/nest"),
+    stuck("/stuck", true, true, 0, true);
 
 std::string Data(const char* name) { return std::string(TESSEL_TEST_DATA "/") + name; }
 

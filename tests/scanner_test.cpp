@@ -7,8 +7,7 @@
 
 using Tessel::Format::format_info;
 using Tessel::Format::Scanner;
-using test_support::over;
-using test_support::rest;
+using namespace test_support;
 
 namespace {
 
