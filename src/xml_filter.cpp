@@ -1,30 +1,11 @@
 // Channel filter lists, the master list and filter change callbacks.
 #include "XML/XML_filters.hpp"
 
+#include "intrusive_chain.hpp"
+
 #include <algorithm>
 
 namespace Tessel {
-
-// Unlink tolerates an object that was never linked: a copy constructor that
-// runs out of memory destroys its half-built list before linking it.
-struct detail::Intrusive_chain {
-    template <class Node>
-    static void Link(Node& node, Node*& head) {
-        node.next = head;
-        if (node.next) node.next->prev = &node.next;
-        node.prev = &head;
-        head = &node;
-    }
-
-    template <class Node>
-    static void Unlink(Node& node) {
-        if (!node.prev) return;
-        if (node.next) node.next->prev = node.prev;
-        *node.prev = node.next;
-        node.next = nullptr;
-        node.prev = nullptr;
-    }
-};
 
 // --- FilterList ---------------------------------------------------------------
 
@@ -85,12 +66,22 @@ const Filter& FilterList::operator[](size_t channel) const {
     return list[std::min(channel, num_chan - 1)];
 }
 
+// Words are read and written by Set with relaxed atomic accesses, so a word
+// changed by Set while another thread checks it is read either before or after.
+static Filter Load(const Filter& word) { return __atomic_load_n(&word, __ATOMIC_RELAXED); }
+
+void FilterList::Set(size_t channel, Filter word) {
+    if (channel >= num_chan) Resize(channel + 1);
+    __atomic_store_n(&list[channel], word, __ATOMIC_RELAXED);
+}
+
 bool FilterList::Check(Filter filter) const {
-    return std::any_of(list, list + num_chan, [filter](Filter word) { return (word & filter) != 0; });
+    return std::any_of(list, list + num_chan,
+                       [filter](const Filter& word) { return (Load(word) & filter) != 0; });
 }
 
 bool FilterList::Check(Filter filter, unsigned int channel) const {
-    return channel >= num_chan || (list[channel] & filter) != 0;
+    return channel >= num_chan || (Load(list[channel]) & filter) != 0;
 }
 
 void FilterList::Resize(size_t channels) {
@@ -114,7 +105,8 @@ void FilterList::Changed() {
     for (const FilterList* item = head; item; item = item->next) {
         if (item == &sum) continue;
         if (item->num_chan > all.num_chan) all.Resize(item->num_chan);
-        for (size_t channel = 0; channel < item->num_chan; ++channel) sum[channel] |= item->list[channel];
+        for (size_t channel = 0; channel < item->num_chan; ++channel)
+            sum[channel] |= Load(item->list[channel]);
     }
     if (all != sum) {
         all = sum;

@@ -6,6 +6,8 @@
 #include "XML/XML_instance.hpp"
 #include "XML/XML_value_entry.hpp"
 
+#include "intrusive_chain.hpp"
+
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -34,9 +36,8 @@ namespace Tessel {
 
 namespace {
 
-// One queued registration: a descriptor waiting for its parent. Entries form
-// an intrusive chain whose prev field is the address of the pointer that
-// points at the entry.
+// One queued registration: a descriptor waiting for its parent, in an
+// intrusive chain.
 class Pending {
 public:
     // Takes over parent, an array allocated with new[].
@@ -45,9 +46,6 @@ public:
     Pending& operator=(const Pending&) = delete;
     ~Pending();
 
-    Pending& Link();
-    Pending& Unlink();
-
     // Deletes every queued entry of that very descriptor.
     static void Cancel(const Info_base& item);
     // Registers every entry whose parent can be found, repeating until a pass
@@ -55,6 +53,8 @@ public:
     static void Service_queue();
 
 private:
+    friend struct detail::Intrusive_chain;
+
     Pending* next;
     Pending** prev;
     // The parent components, each NUL-terminated, ended by an empty name.
@@ -173,26 +173,12 @@ void Info_base::Unregister() const {
 
 Pending::Pending(const xmlChar* parent_names, const Info_base& descriptor)
     : next(nullptr), prev(nullptr), parent(parent_names), item(descriptor) {
-    Link();
+    detail::Intrusive_chain::Link(*this, pending);
 }
 
 Pending::~Pending() {
     delete[] parent;
-    Unlink();
-}
-
-Pending& Pending::Link() {
-    next = pending;
-    prev = &pending;
-    pending = this;
-    if (next) next->prev = &next;
-    return *this;
-}
-
-Pending& Pending::Unlink() {
-    if (next) next->prev = prev;
-    if (prev) *prev = next;
-    return *this;
+    detail::Intrusive_chain::Unlink(*this);
 }
 
 void Pending::Cancel(const Info_base& descriptor) {

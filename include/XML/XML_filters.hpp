@@ -39,10 +39,10 @@
 // Locks. FilterList::mutex() guards the chain of lists, copies, assignments,
 // resizes and Changed(); Check and operator[] without growth take no lock,
 // so a list must not be read while another thread assigns, resizes or
-// destroys it. Writing a word through operator[] takes no lock either, while
-// Changed() reads the words of every list: an application that writes words
-// on one thread while another may call Changed() must keep the two apart
-// itself (for instance under a lock of its own held for both).
+// destroys it. A word written through operator[] must not be written while
+// another thread may read it (Check, Changed()); Set writes a word that other
+// threads may be reading at that moment, such as the filters of a log stream
+// that other threads log to. Set grows the list under the lock if needed.
 // Changed() calls the callbacks while holding FilterList::mutex() and then
 // FilterChangeCallback_base::mutex(), always in that order (Do is reachable
 // only through Changed()). Both are recursive, so a callback may read and
@@ -72,9 +72,10 @@ namespace detail {
 struct Intrusive_chain;
 }  // namespace detail
 
-// A filter word. Only its low 32 bits carry categories; the library's error
-// records use 0x80000000.
+// A filter word. Only its low 32 bits carry categories.
 typedef unsigned long Filter;
+// The category of the library's error records: the top bit of the 32.
+constexpr Filter error_filter = 0x80000000;
 
 class FilterList {
 public:
@@ -97,6 +98,9 @@ public:
     const Filter& operator[](size_t channel) const;
 
     size_t Channels() const { return num_chan; }
+    // Sets a channel's word, growing the list as operator[] does; safe while
+    // other threads read the list.
+    void Set(size_t channel, Filter word);
 
     // Recomputes the master list and calls the change callbacks if it changed.
     static void Changed();
