@@ -1,6 +1,9 @@
 // Input sources over the streaming reader, and the error records they report.
 #include "XML/XML_input_stream.hpp"
 
+#include "XML/XML_stream.hpp"
+#include "XML/XML_subelements.hpp"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -200,8 +203,17 @@ void Input_data::Error_handler(const Error_info& info) {
     if (info.xpath_valid) fprintf(stderr, "XPATH of error %s\n", Printable(info.xpath));
     Print_node("", info.node);
     Print_node("Parent ", info.parent);
-    // Writing the record as XML into the associated output file, when output
-    // is set and its filters admit 0x80000000, goes here.
+    if (output) Log_error(info);
+}
+
+// The record goes into the output file as an <Error> if the file's filters
+// admit the error category.
+void Input_data::Log_error(const Error_info& info) {
+    xmlNodePtr node = XML_Write(info);
+    if (output->filters.Check(error_filter))
+        output->Write_node(node);
+    else
+        xmlFreeNode(node);
 }
 
 void Input_data::Structured_error_entry(void* input, xmlErrorPtr error) {

@@ -34,6 +34,7 @@
 #include "XML/XML_input_stream.hpp"
 #include "XML/XML_instance.hpp"
 #include "XML/XML_mutex.hpp"
+#include "XML/XML_stream.hpp"
 #include "XML/XML_string.hpp"
 #include "XML/XML_subelements.hpp"
 #include "XML/XML_value_entry.hpp"

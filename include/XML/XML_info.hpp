@@ -145,7 +145,10 @@ extern const Info_root root;
 // table are borrowed static objects; the accessor handle is shared.
 //
 // Each application type that is written with XML_Write defines its static
-// descriptor: template <> const Info<Rec> Info<Rec>::info("rec", rec_rows);
+// descriptor in one source file,
+//     template <> const Info<Rec> Info<Rec>::info("rec", rec_rows);
+// and declares it where Rec is described, for the other source files:
+//     template <> const Info<Rec> Info<Rec>::info;
 template <class T>
 class Info : public Info_base {
 public:
@@ -252,6 +255,14 @@ void Info<T>::Text(const T& item, xmlNode* node) const {
     Format::Printer printer(0);
     text.Write(printer, item);
     printer.Add_content(node);
+}
+
+// The element for value, by the descriptor Info<T>::info, which the
+// application defines for each type it writes this way. The caller owns the
+// result (or null, when libxml2 cannot create the element).
+template <class T>
+xmlNodePtr XML_Write(const T& value) {
+    return Info<T>::info.Write(value);
 }
 
 // The descriptor of an element holding one value of T as its text, with no

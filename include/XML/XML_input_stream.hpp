@@ -26,6 +26,14 @@
 // engine's switches abort_on_error and log_processing, and an optional output
 // file for the records. Input_file opens a file by name and reads from it.
 //
+// Error records as XML. With an output file associated (Associate_output,
+// XML_stream.hpp), the default handler also writes each record there as an
+// <Error> element (its children Severity, Text, Location with URI, Line,
+// Column and, when known, XPath, then Parent_Node and Node with NodeType, Name
+// and Line when there is such a node), provided the file's filters admit
+// error_filter (0x80000000) on some channel. Without an output file no element
+// is built.
+//
 // Reader set-up. The reader is created with the options XML_PARSE_RECOVER,
 // XML_PARSE_DTDLOAD, XML_PARSE_DTDVALID, XML_PARSE_NOBLANKS and
 // XML_PARSE_BIG_LINES (reader_options). Without XML_PARSE_BIG_LINES libxml2
@@ -181,6 +189,7 @@ private:
     bool Reader_init();
     bool Read_failed(int result);
     void Report(const char* msg, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator);
+    void Log_error(const Error_info& info);
     void Trace(const char* call) const;
 
     bool error_state;

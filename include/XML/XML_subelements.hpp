@@ -519,6 +519,21 @@ extern template class Dummy_instance<const char*, Info_primative<const char*>>;
 extern template class Subelement_base<const char*>;
 extern template class Subelement_entry<const char*, Info_primative<const char*>>;
 extern template class Subelement_primative<const char*>;
+extern template class Info<Error_info>;
+extern template class Instance<Error_info, Info<Error_info>>;
+extern template class Dummy_instance<Error_info, Info<Error_info>>;
+extern template class Subelement_base<Error_info>;
+extern template class Subelement_entry<Error_info, Info<Error_info>>;
+extern template class Info<Error_info::Node_info>;
+extern template class Instance<Error_info::Node_info, Info<Error_info::Node_info>>;
+extern template class Dummy_instance<Error_info::Node_info, Info<Error_info::Node_info>>;
+extern template class Subelement_base<Error_info::Node_info>;
+extern template class Subelement_entry<Error_info::Node_info, Info<Error_info::Node_info>>;
+
+// The descriptor of the error record's element "Error" (XML_Write(info) gives
+// the element of one record).
+template <>
+const Info<Error_info> Info<Error_info>::info;
 
 }  // namespace Tessel
 

@@ -1,0 +1,221 @@
+// Output files and log streams: the document around the records, channel
+// filters, closing, error records as XML, and threads logging at once.
+#include "XML/Tessel.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "support/recording.hpp"
+
+#include <atomic>
+#include <fstream>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+using namespace Tessel;
+using namespace Tessel_test;
+
+namespace {
+
+std::string Path(const char* name) { return testing::TempDir() + name; }
+
+std::string Contents(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+const std::string header = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE log SYSTEM \"log.dtd\">\n";
+
+Output_stream* Open(const char* name, Filter channel_0) {
+    Output_stream* stream = new Output_stream(Path(name).c_str(), "log", "log.dtd", nullptr);
+    stream->filters[0] = channel_0;
+    return stream;
+}
+
+std::string Dump(xmlNodePtr node) {
+    xmlBufferPtr buffer = xmlBufferCreate();
+    xmlNodeDump(buffer, nullptr, node, 0, 0);
+    std::string text = Copy(xmlBufferContent(buffer));
+    xmlBufferFree(buffer);
+    xmlFreeNode(node);
+    return text;
+}
+
+}  // namespace
+
+TEST(Stream, DocumentAroundTheRecordsAndChannelFilters) {
+    Output_stream* older = Open("older.xml", 0);
+    Open("zero.xml", 0);
+    EXPECT_EQ(Contents(Path("zero.xml")), header + "<log>\n");
+    older->filters[1] = 0x6;
+    const struct {
+        Filter filter;
+        int channel;  // -1: any channel
+        const char* name;
+    } offers[] = {{0x2, -1, "a"}, {0x1, -1, "b"}, {0x2, 0, "c"}, {0x4, 1, "d"}, {0x1, 3, "e"}, {0x1, 4, "f"}};
+    for (const auto& offer : offers) {
+        xmlNodePtr node = xmlNewNode(nullptr, BAD_CAST offer.name);
+        if (offer.channel < 0)
+            XML_Log(node, offer.filter);
+        else
+            XML_Log(node, offer.channel, offer.filter);
+        EXPECT_EQ(node, nullptr);
+    }
+    xmlNodePtr none = nullptr;
+    XML_Log(none, 1);
+    Output_stream::Close_all();
+    Output_stream::Close_all();
+    EXPECT_EQ(Contents(Path("older.xml")), header + "<log>\n<a/>\n<d/>\n<f/>\n</log>\n");
+    EXPECT_EQ(Contents(Path("zero.xml")), header + "<log>\n<f/>\n</log>\n");
+
+    // A file that cannot be opened drops what it is offered.
+    Output_stream* nowhere = new Output_stream("/nonexistent/x.xml", "log", nullptr, nullptr);
+    nowhere->filters[0] = 1;
+    EXPECT_FALSE(nowhere->OK());
+    xmlNodePtr node = xmlNewNode(nullptr, BAD_CAST "lost");
+    XML_Log(node, 1);
+    delete nowhere;
+}
+
+// The descriptor number of a closed stream is soon reused by another file:
+// neither a second close nor a late write may reach that file.
+TEST(Stream, ClosingClosesOnceAndOnlyWhatItOwns) {
+    Output_stream* early = Open("early.xml", 1);
+    EXPECT_EQ(early->Close(), 0);
+    const int reused = open(Path("other.xml").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0664);
+    xmlNodePtr node = xmlNewNode(nullptr, BAD_CAST "late");
+    early->Write_node(node);
+    node = xmlNewNode(nullptr, BAD_CAST "late");
+    XML_Log(node, 1);
+    delete early;
+    EXPECT_NE(fcntl(reused, F_GETFD), -1);
+    EXPECT_EQ(Contents(Path("other.xml")), "");
+    EXPECT_EQ(Contents(Path("early.xml")), header + "<log>\n");
+
+    { Output_stream borrowed(reused, false, "log", "log.dtd", nullptr); }
+    EXPECT_EQ(close(reused), 0);
+    EXPECT_EQ(Contents(Path("other.xml")), header + "<log>\n</log>\n");
+}
+
+// A class that overrides Write and Close sees every byte and one close.
+TEST(Stream, DerivedFileReceivesEveryByte) {
+    struct Captured : Output_file {
+        Captured(std::string& bytes, int& count)
+            : Output_file(STDOUT_FILENO, false), text(bytes), closes(count) {
+            Init("log", "log.dtd", nullptr);
+        }
+        ~Captured() override { Finish(); }
+        int Write(const char* bytes, int length) override { return text.append(bytes, length), length; }
+        int Close() override { return ++closes, Output_file::Close(); }
+        std::string& text;
+        int& closes;
+    };
+    std::string text;
+    int closes = 0;
+    {
+        Captured file(text, closes);
+        xmlNodePtr node = xmlNewNode(nullptr, BAD_CAST "r");
+        file.Write_node(node);
+    }
+    EXPECT_EQ(text, header + "<r/>\n");
+    EXPECT_EQ(closes, 1);
+}
+
+TEST(Stream, ErrorRecordsAsXml) {
+    Error_info r{xmlParserSeverities(3), "WARNING", "a<b", "u.xml", 4, 7, "/log", false, {}, {}};
+    EXPECT_EQ(Dump(XML_Write(r)),
+              "<Error><Severity>WARNING</Severity><Text>a&lt;b</Text><Location><URI>u.xml</URI><Line>4</Line>"
+              "<Column>7</Column></Location></Error>");
+    r.xpath_valid = true;
+    r.node = {true, 9, nullptr, 1, "Element"};
+    r.parent = {true, 8, "log", 1, "Element"};
+    EXPECT_EQ(Dump(XML_Write(r)),
+              "<Error><Severity>WARNING</Severity><Text>a&lt;b</Text><Location><URI>u.xml</URI><Line>4</Line>"
+              "<Column>7</Column><XPath>/log</XPath></Location><Parent_Node><NodeType>Element</NodeType>"
+              "<Name>log</Name><Line>8</Line></Parent_Node><Node><NodeType>Element</NodeType><Line>9</Line>"
+              "</Node></Error>");
+
+    // The default handler writes every record into an output file that admits
+    // the error category on some channel, and none into one that does not.
+    struct Both : Recording<Input_data> {
+        using Recording::Recording;
+        void Error_handler(const Error_info& info) override {
+            Recording::Error_handler(info);
+            Input_data::Error_handler(info);
+        }
+    };
+    size_t records = 0;
+    for (const char* name : {"refusing.xml", "admitting.xml"}) {
+        Output_file file(Path(name).c_str(), "log", "log.dtd", nullptr);
+        file.filters[2] = name[0] == 'a' ? error_filter : ~error_filter;
+        const std::string document = "<!DOCTYPE log [<!ELEMENT log EMPTY>]><log><x/>y</log>";
+        Both input(Reader_for(document));
+        input.Associate_output(&file);
+        testing::internal::CaptureStderr();
+        input.Process();
+        testing::internal::GetCapturedStderr();
+        records = input.records.size();
+    }
+    EXPECT_EQ(Contents(Path("refusing.xml")), header);
+    const std::string written = Contents(Path("admitting.xml"));
+    size_t elements = 0;
+    for (size_t at = written.find("<Error>"); at != std::string::npos; at = written.find("<Error>", at + 1))
+        ++elements;
+    EXPECT_GT(records, 0u);
+    EXPECT_EQ(elements, records);
+}
+
+// Four threads log through two streams while a fifth turns a filter word of
+// one of them on and off. Each file must be one well-formed document holding
+// every record it had to admit, once, in the order of the other file.
+TEST(Stream, ThreadsLogIntoStreamsInOneOrder) {
+    const int threads = 4, per_thread = 250;
+    Open("all.xml", 0x3);
+    Output_stream* some = Open("some.xml", 0x1);
+    std::atomic<bool> done(false);
+    std::thread changer([&] {
+        for (Filter word = 0; !done; word ^= 0x2) some->filters.Set(1, word);
+    });
+    std::vector<std::thread> loggers;
+    for (int t = 0; t < threads; ++t)
+        loggers.emplace_back([t] {
+            for (int i = 0; i < per_thread; ++i) {
+                xmlNodePtr node = xmlNewNode(nullptr, BAD_CAST "r");
+                xmlNewProp(node, BAD_CAST "id", BAD_CAST std::to_string(t * per_thread + i).c_str());
+                XML_Log(node, i % 2 ? 0x1 : 0x2);
+            }
+        });
+    for (std::thread& logger : loggers) logger.join();
+    done = true;
+    changer.join();
+    Output_stream::Close_all();
+
+    std::vector<int> ids[2];
+    for (int f = 0; f < 2; ++f) {
+        xmlDocPtr doc = xmlReadFile(Path(f ? "some.xml" : "all.xml").c_str(), nullptr, XML_PARSE_NOBLANKS);
+        ASSERT_NE(doc, nullptr);
+        for (xmlNodePtr r = xmlDocGetRootElement(doc)->children; r; r = r->next) {
+            xmlChar* id = xmlGetProp(r, BAD_CAST "id");
+            ids[f].push_back(atoi(reinterpret_cast<const char*>(id)));
+            xmlFree(id);
+        }
+        xmlFreeDoc(doc);
+    }
+    std::vector<int> next(threads, 0), seen_odd;
+    for (int id : ids[0]) {  // each thread's records once, in its order
+        EXPECT_EQ(id % per_thread, next[id / per_thread]++);
+        if (id % 2) seen_odd.push_back(id);
+    }
+    EXPECT_EQ(ids[0].size(), size_t(threads * per_thread));
+    size_t at = 0, odd = 0;
+    for (int id : ids[1]) {  // a subsequence of the first file holding every 0x1 record
+        while (at < ids[0].size() && ids[0][at] != id) ++at;
+        ASSERT_LT(at++, ids[0].size()) << id;
+        odd += id % 2;
+    }
+    EXPECT_EQ(odd, seen_odd.size());
+}
