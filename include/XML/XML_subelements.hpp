@@ -500,7 +500,13 @@ Info<T>::~Info() {
     delete sub_hash;
 }
 
-// The library's own instantiations, for primitive long and string elements.
+// The descriptor of the error record's element "Error" (XML_Write(info) gives
+// the element of one record).
+template <>
+const Info<Error_info> Info<Error_info>::info;
+
+// The library's own instantiations, for primitive long and string elements and
+// the error record.
 extern template class Access::Accessor<long>;
 extern template class Access::Primative<long>;
 extern template class Accessor<long>;
@@ -529,11 +535,6 @@ extern template class Instance<Error_info::Node_info, Info<Error_info::Node_info
 extern template class Dummy_instance<Error_info::Node_info, Info<Error_info::Node_info>>;
 extern template class Subelement_base<Error_info::Node_info>;
 extern template class Subelement_entry<Error_info::Node_info, Info<Error_info::Node_info>>;
-
-// The descriptor of the error record's element "Error" (XML_Write(info) gives
-// the element of one record).
-template <>
-const Info<Error_info> Info<Error_info>::info;
 
 }  // namespace Tessel
 
