@@ -1,12 +1,13 @@
 // Records read into a typed structure through the library's descriptors (an
-// Info<Rec> with a binding table, an attribute table and a nested Info<Pos>),
-// against a hand-written binding of the same structure on a bare loop of
-// xmlTextReaderRead, with the same reader options and parser properties, over
-// the same file. Documents of about 10 MB and 100 MB, with an internal DTD that
-// gives <rec> a default kind, are generated into temporary files when first
-// needed and removed at exit. The generator folds every record it writes into
-// a checksum; each side folds every record it reads the same way, and a run
-// whose checksum, record count or error count differs is reported as an error.
+// Info<Rec> with a binding table, an attribute table and a nested Info<Pos>,
+// from records.hpp), against a hand-written binding of the same structure on
+// a bare loop of xmlTextReaderRead, with the same reader options and parser
+// properties, over the same file. Documents of about 10 MB and 100 MB, with an
+// internal DTD that gives <rec> a default kind, are generated into temporary
+// files when first needed and removed at exit. The generator folds every
+// record it writes into a checksum; each side folds every record it reads the
+// same way, and a run whose checksum, record count or error count differs is
+// reported as an error.
 //
 // Wall time of both sides in one run, at 10 MB (records per second are
 // items_per_second):
@@ -23,6 +24,8 @@
 // Peak memory, one size per process (peak_rss_MB, or /usr/bin/time -v):
 //     build/bench/bench_records --benchmark_filter='Typed/10$'
 //     build/bench/bench_records --benchmark_filter='Typed/100$'
+#include "records.hpp"
+
 #include "XML/Tessel.hpp"
 
 #include <benchmark/benchmark.h>
@@ -41,21 +44,9 @@
 #include <string>
 
 using namespace Tessel;
+using namespace bench;
 
 namespace {
-
-struct Pos {
-    long x, y;
-};
-struct Rec {
-    long id;
-    long kind;
-    long seq;
-    unsigned long addr;
-    unsigned int mask;
-    double value;
-    Pos pos;
-};
 
 // What a side has read: the number of records and the sum of their folds.
 struct Tally {
@@ -92,22 +83,6 @@ struct Record_file : Input_file {
 
     long errors = 0;
     Tally tally;
-};
-
-const Attrib::Entry<Rec> id_attr("id", Get_Access<Rec, long>(Access::GetSet(&Rec::id)));
-const Attrib::Entry<Rec> kind_attr("kind", Get_Access<Rec, long>(Access::GetSet(&Rec::kind)));
-const Attrib::Attrib_Table<Rec> rec_attr_rows[] = {{id_attr}, {kind_attr}};
-const Attrib::Attrib_Hash<Rec> rec_attrs(rec_attr_rows);
-
-const Subelement_table<Pos> pos_rows[] = {{Subelement(&Pos::x, "x")}, {Subelement(&Pos::y, "y")}};
-const Info<Pos> pos_info("pos", pos_rows);
-
-const Subelement_table<Rec> rec_rows[] = {
-    {Subelement(&Rec::seq, "seq")},              // 12 decimal digits
-    {Subelement(&Rec::addr, "addr", "0x%X")},    // "0x" and up to 10 hex digits
-    {Subelement(&Rec::mask, "mask", "%04X")},    // 4 hex digits
-    {Subelement(&Rec::value, "value", "%.2d")},  // a fraction of two digits
-    {Subelement(pos_info).Of(&Rec::pos)},        // <pos><x/><y/></pos>, filled in place
 };
 
 // Each <rec> is read into a scratch Rec that dies after Commit: copy it out.
@@ -256,7 +231,6 @@ const char header[] =
     "<!ELEMENT y (#PCDATA)>\n"
     "]>\n"
     "<log>\n";
-const long default_kind = 7;
 
 // A generated document of at least megabytes MB, removed at exit, with the
 // tally of the records written into it.
@@ -268,31 +242,15 @@ struct Document {
         path = name;
         std::FILE* file = fdopen(fd, "w");
         std::fputs(header, file);
-        std::uint64_t state = 0x9E3779B97F4A7C15u;
-        auto next = [&state] {  // xorshift64
-            state ^= state << 13;
-            state ^= state >> 7;
-            state ^= state << 17;
-            return state;
-        };
-        for (long id = 1; std::ftell(file) < megabytes << 20; ++id) {
-            Rec rec{};
-            rec.id = id;
-            rec.seq = static_cast<long>(next() % 1000000000000u);
-            rec.addr = next() & 0xFFFFFFFFFFu;
-            rec.mask = static_cast<unsigned int>(next() & 0xFFFF);
-            const long cents = static_cast<long>(next() % 200000000) - 100000000;
-            rec.value = cents / 100.0;
-            rec.pos.x = static_cast<long>(next() % 100001) - 50000;
-            rec.pos.y = static_cast<long>(next() % 100001) - 50000;
-            // Every fourth record takes the DTD's default kind.
-            if (id % 4 == 0) {
-                rec.kind = default_kind;
+        Record_source source;
+        while (std::ftell(file) < megabytes << 20) {
+            long cents;
+            const Rec rec = source.Next(cents);
+            // Every fourth record has the DTD's default kind, left to the DTD.
+            if (rec.id % 4 == 0)
                 std::fprintf(file, "<rec id=\"%ld\">", rec.id);
-            } else {
-                rec.kind = static_cast<long>(next() % default_kind);
+            else
                 std::fprintf(file, "<rec id=\"%ld\" kind=\"%ld\">", rec.id, rec.kind);
-            }
             std::fprintf(file,
                          "<seq>%012ld</seq><addr>0x%lX</addr><mask>%04X</mask><value>%s%ld.%02ld</value>"
                          "<pos><x>%ld</x><y>%ld</y></pos></rec>\n",
