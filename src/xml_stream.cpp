@@ -39,8 +39,15 @@ Mutex::Mutex(const char* name_arg) : locker(0), name(name_arg), file(nullptr), l
 Mutex::~Mutex() { pthread_mutex_destroy(&mutex); }
 
 void Mutex::Lock(const char* file_arg, unsigned int line_arg) {
-    // The deadline is one second after the wait begins, on the clock that
-    // pthread_mutex_timedlock measures against.
+    if (pthread_mutex_trylock(&mutex) != 0) Wait();
+    Set(locker, pthread_self());
+    Set(file, file_arg ? file_arg : "<Unknown>");
+    Set(line, line_arg);
+}
+
+// The deadline is one second after the wait begins, on the clock that
+// pthread_mutex_timedlock measures against.
+void Mutex::Wait() {
     timespec deadline;
     clock_gettime(CLOCK_REALTIME, &deadline);
     deadline.tv_sec += 1;
@@ -51,9 +58,6 @@ void Mutex::Lock(const char* file_arg, unsigned int line_arg) {
         Show();
         pthread_mutex_lock(&mutex);
     }
-    Set(locker, pthread_self());
-    Set(file, file_arg ? file_arg : "<Unknown>");
-    Set(line, line_arg);
 }
 
 void Mutex::Unlock() {

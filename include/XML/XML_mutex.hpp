@@ -19,10 +19,11 @@
 //                          // "table Locked app.cpp:5 thread <holder's pthread_t>"
 //
 // A Mutex remembers the thread, source file and line of its most recent Lock.
-// Lock waits up to one second, measured from the start of the wait; if the
-// mutex is still taken by then, it prints "mutex tout, err <code> <text>" and
-// the holder (Show) on standard error and then waits without limit. A lock
-// therefore never fails, but a stuck holder becomes visible.
+// Lock takes a free mutex at once; otherwise it waits up to one second,
+// measured from the start of the wait, and if the mutex is still taken by
+// then, it prints "mutex tout, err <code> <text>" and the holder (Show) on
+// standard error and then waits without limit. A lock therefore never fails,
+// but a stuck holder becomes visible.
 //
 // Each nested Lock overwrites the holder fields and the first Unlock clears
 // them, so Show reports "not locked" while an outer level still holds the
@@ -52,6 +53,9 @@ public:
     void Show() const;
 
 private:
+    // Waits for the lock, reporting a wait of more than a second.
+    void Wait();
+
     pthread_mutexattr_t attr;
     pthread_mutex_t mutex;
     pthread_t locker;
