@@ -1,17 +1,20 @@
+// Format strings, the growing string, the printer, and the big-endian fields
+// whose values it prints.
 #include "XML/XML_formatter.hpp"
+#include "shared/endian.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <climits>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string>
 
-using Tessel::xmlString;
-using Tessel::Format::format_info;
-using Tessel::Format::Printer;
+using namespace Tessel;
+using namespace Tessel::Format;
 
 namespace {
 
@@ -25,14 +28,21 @@ std::string digest(const format_info& fi) {
     return line;
 }
 
-template <class T>
-std::string printed(const T& value, const char* format) {
-    Printer p(0);
-    return static_cast<const char*>(p.Print(value, format_info(format)));
+// The bytes a field stores for value, in hexadecimal, and what it reads back.
+template <class T, class V>
+std::string stored(V value) {
+    T field;
+    field = value;
+    std::string text;
+    char hex[3];
+    for (unsigned char byte : field.bytes) text.append(hex, std::snprintf(hex, sizeof hex, "%02X", byte));
+    return text + "=" + std::to_string(static_cast<V>(field));
 }
 
-// The text is NUL-terminable after every operation.
-void expect_room(Printer& p) { EXPECT_LT(std::strlen(p), p.Len()); }
+template <class T>
+std::string printed(const T& value, const char* format) {
+    return static_cast<const char*>(Printer(0).Print(value, format_info(format)));
+}
 
 }  // namespace
 
@@ -62,32 +72,23 @@ TEST(XmlString, NeedGrowsToExactlyOneMoreAndSharesTheCore) {
 
 TEST(Printer, Numbers) {
     const std::pair<std::string, std::string> cases[] = {
-        {printed(255L, "%d"), "255"},
-        {printed(255L, "%04X"), "00FF"},
-        {printed(0x1234L, "%2X"), "1234"},
-        {printed(0, "%X"), "0"},
-        {printed(0, "%3X"), "000"},
-        {printed(-1, "%X"), "FFFFFFFF"},
-        {printed(short(-2), "%X"), "FFFE"},
-        {printed(char(-2), "%x"), "FE"},
-        {printed('A', "%d"), "65"},
-        {printed(-7, "%3d"), "-07"},
-        {printed(7, "%%%d%%"), "%7%%"},
-        {printed(char(CHAR_MIN), "%d"), std::to_string(CHAR_MIN)},
-        {printed(-2.345, "%6.2d"), "-02.35"},
-        {printed(0.999, "%.2d"), "1.00"},
-        {printed(1.5, "%d"), "2"},
-        {printed(-2.5, "%d"), "-3"},
-        {printed(-0.0, "%d"), "0"},
-        {printed(std::nan(""), "v=%5d;"), "v=nan;"},
-        {printed(HUGE_VAL, "%d"), "inf"},
+        {printed(255L, "%d"), "255"},         {printed(255L, "%04X"), "00FF"},
+        {printed(0x1234L, "%2X"), "1234"},    {printed(0, "%X"), "0"},
+        {printed(0, "%3X"), "000"},           {printed(-1, "%X"), "FFFFFFFF"},
+        {printed(short(-2), "%X"), "FFFE"},   {printed(char(-2), "%x"), "FE"},
+        {printed('A', "%d"), "65"},           {printed(-7, "%3d"), "-07"},
+        {printed(7, "%%%d%%"), "%7%%"},       {printed(-2.345, "%6.2d"), "-02.35"},
+        {printed(0.999, "%.2d"), "1.00"},     {printed(1.5, "%d"), "2"},
+        {printed(-2.5, "%d"), "-3"},          {printed(-0.0, "%d"), "0"},
+        {printed(NAN, "v=%5d;"), "v=nan;"},   {printed(HUGE_VAL, "%d"), "inf"},
         {printed(-HUGE_VAL, "%.2d"), "-inf"},
-        {printed(1.0 / 3.0, "%.400d").substr(0, 8), "0.333333"},
-        // Widths and precisions are capped at format_info::max_width.
-        {printed(1L, "%100000d"), std::string(4095, '0') + "1"},
-        {printed(1.0, "x%.100000dy"), "x1." + std::string(4096, '0') + "y"},
     };
     for (const auto& c : cases) EXPECT_EQ(c.first, c.second);
+    EXPECT_EQ(printed(char(CHAR_MIN), "%d"), std::to_string(CHAR_MIN));
+    EXPECT_EQ(printed(1.0 / 3.0, "%.400d").substr(0, 8), "0.333333");
+    // Widths and precisions are capped at format_info::max_width.
+    EXPECT_EQ(printed(1L, "%100000d"), std::string(4095, '0') + "1");
+    EXPECT_EQ(printed(1.0, "x%.100000dy"), "x1." + std::string(4096, '0') + "y");
 }
 
 TEST(Printer, BlocksAndTexts) {
@@ -110,13 +111,12 @@ TEST(Printer, BufferGrowsLinearlyAndNeverOverflows) {
     p.Reset();  // empties the text, keeps the buffer
     EXPECT_TRUE(std::strlen(p) == 0 && p.Len() >= 10000);
     p.Print(1e300, format_info("%100000.100000d"));
-    expect_room(p);
     EXPECT_EQ(std::strlen(p), 301u + 1 + format_info::max_width);
     // Digits that exactly fill the room still leave space for the terminator.
     for (size_t fill = 80; fill < 100; ++fill) {
         Printer tight(0);
         tight.Print(std::string(fill, '.').c_str()).Print(ULONG_MAX, format_info("%X"));
-        expect_room(tight);
+        EXPECT_LT(std::strlen(tight), tight.Len());
     }
 }
 
@@ -125,10 +125,8 @@ TEST(Printer, AddsContentToNodes) {
     xmlNodePtr node = xmlNewNode(nullptr, reinterpret_cast<const xmlChar*>("e"));
     Printer p(0);
     testing::internal::CaptureStderr();
-    p.Print("v=5");
-    p.Add_content(node);
-    p.Print("\xFF");
-    p.Add_content(node);
+    p.Print("v=5").Add_content(node);
+    p.Print("\xFF").Add_content(node);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "content err\n");
     EXPECT_STREQ(static_cast<const char*>(p), "v=5\xFF");  // the printer keeps its text
     xmlChar* content = xmlNodeGetContent(node);
@@ -148,4 +146,27 @@ TEST(Printer, LargeDoublesPrintTheirExactDigits) {
         EXPECT_EQ(printed(value, "%.2d"), std::string(exact) + ".00");
     }
     EXPECT_EQ(printed(4503599627370495.5, "%d"), "4503599627370496");
+}
+
+TEST(Endian, BytesAreMostSignificantFirstWithFixedWidths) {
+    const std::pair<std::string, std::string> cases[] = {
+        {stored<BE_ushort, unsigned>(0xFFFE), "FFFE=65534"},
+        {stored<BE_short, int>(-2), "FFFE=-2"},
+        {stored<BE_24bit, unsigned long>(0x12345678), "345678=3430008"},  // bits 24-31 are dropped
+        {stored<BE_24bit, unsigned long>(0xFFFFFF), "FFFFFF=16777215"},
+        {stored<BE_long, long>(-1), "FFFFFFFF=-1"},
+        {stored<BE_long, long>(-2147483647L - 1), "80000000=-2147483648"},
+        {stored<BE_ulong, unsigned long>(0xDEADBEEF), "DEADBEEF=3735928559"},
+        // Four-byte fields keep 32 bits where long is wider.
+        {stored<BE_ulong, unsigned long>(static_cast<unsigned long>(0x123456789ULL)), "23456789=591751049"},
+        {stored<BE_long, long>(static_cast<long>(0x1FFFFFFFELL)), "FFFFFFFE=-2"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.first, c.second);
+    PACKED_STRUCT Record {
+        BE_short a;
+        BE_24bit b;
+        BE_ulong c;
+    };
+    EXPECT_EQ(sizeof(Record), 9u);
+    EXPECT_EQ(offsetof(Record, c), 5u);
 }

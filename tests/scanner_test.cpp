@@ -1,57 +1,106 @@
-#include "support/value_text.hpp"
+// Values as text: the scanner that reads them, and the formatters that read
+// them with it and write them with the printer.
+#include "XML/XML_formatter.hpp"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstring>
+#include <ctime>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <type_traits>
 
-using Tessel::Format::format_info;
-using Tessel::Format::Scanner;
-using namespace test_support;
+using namespace Tessel;
+using namespace Tessel::Format;
 
 namespace {
 
+// A scanner over a copy of text, taken from a libxml2 text node.
+std::unique_ptr<Scanner> over(const char* text) {
+    xmlNodePtr node = xmlNewText(reinterpret_cast<const xmlChar*>(text));
+    auto scanner = std::make_unique<Scanner>(node);
+    xmlFreeNode(node);
+    return scanner;
+}
+
+// The unread rest of a scanner's text.
+std::string rest(const Scanner& scanner) {
+    const char* p = scanner;
+    return p ? p : "(null)";
+}
+
+// Reads one T from text with a formatter: "value|unread text", or
+// "!message|unread text" after checking that the failure left the target alone.
+template <class T, class F>
+std::string read(const F& formatter, const char* text) {
+    auto s = over(text);
+    T value;
+    std::memset(static_cast<void*>(&value), 0x5A, sizeof value);
+    const T before = value;
+    const bool ok = formatter.Read(*s, value);
+    EXPECT_TRUE(ok || std::memcmp(&value, &before, sizeof value) == 0) << text;
+    std::ostringstream out;
+    if (ok)  // enumerators and bytes as numbers
+        out << +static_cast<std::conditional_t<std::is_enum_v<T>, long long, T>>(value);
+    else
+        out << "!" << s->Error_msg();
+    out << "|" << rest(*s);
+    return out.str();
+}
+
 template <class T>
 std::string scan(const char* text, const char* format) {
-    return test_support::read<T>(Tessel::Formatter<T>(format), text);
+    return read<T>(Formatter<T>(format), text);
 }
+
+// The written text; the space a formatter may add is added at most once.
+template <class F, class T>
+std::string written(const F& f, const T& value) {
+    Printer p(0);
+    f.Write(p, value);
+    f.Space_if_needed(p);
+    f.Space_if_needed(p);
+    return static_cast<const char*>(p);
+}
+
+enum class Level : int { LOW = -5, MID = 0, HIGH = 5 };
+const Value_entry<Level> level_rows[] = {
+    {"low", Level::LOW}, {"mid", Level::MID}, {"medium", Level::MID}, {"high", Level::HIGH}};
+const Value_hash<Level> levels(level_rows);
 
 }  // namespace
 
 TEST(Scanner, ReadsOneValueOrRecordsWhyNot) {
-    const std::string digits(5000, '7');
+    // One byte takes at most 3 decimal digits; a white space suffix takes any
+    // amount of white space.
     const std::pair<std::string, std::string> cases[] = {
-        {scan<int>(" 42 ", "%d"), "42| "},
-        {scan<int>("\t-0x10", "%d"), "-16|"},
-        {scan<unsigned char>("0x1F", "%d"), "31|"},
-        {scan<char>("12345", "%d"), "123|45"},  // at most 3 decimal digits for one byte
-        {scan<unsigned char>("300", "%d"), "44|"},
-        {scan<unsigned short>("0A0BC", "%02X"), "10|0BC"},
-        {scan<long>("v=5;w", "v=%d;"), "5|w"},
-        {scan<long>("7 \n w", "%d\n"), "7|w"},  // a white space suffix takes any amount
-        {scan<int>("99999999999", "%d"), std::to_string(static_cast<int>(99999999999ULL)) + "|"},
-        {scan<int>("-0x80000000", "%d"), std::to_string(INT_MIN) + "|"},
-        {scan<int>(digits.c_str(), "%d"),
-         std::to_string(static_cast<int>(777777777777ULL)) + "|" + digits.substr(12)},
-        {scan<double>(digits.c_str(), "%9999d"), "inf|" + digits.substr(format_info::max_width)},
-        {scan<double>("3.25", "%d"), "3.25|"},
-        {scan<double>("-.5", "%d"), "-0.5|"},
-        {scan<double>("-0", "%d"), "-0|"},
-        {scan<double>("1e3", "%d"), "1|e3"},
-        {scan<double>("12.5", "%3d"), "12|5"},
-        {scan<int>("", "%d"), "!No prefix found|"},
-        {scan<double>(" \t\n ", "%d"), "!No prefix found|"},
-        {scan<int>("0x", "%d"), "!Empty value|"},
-        {scan<long>("-", "%d"), "!Empty value|"},
-        {scan<unsigned int>("+7 8", "%d"), "!Bad character '+'|7 8"},
-        {scan<int>("- 5", "%d"), "!Bad character ' '|5"},
-        {scan<double>("inf", "%d"), "!Bad character 'i'|nf"},
-        {scan<int>("\xC3\xA9", "%d"), "!Bad character '\xC3'|\xA9"},  // bytes above 0x7F are not white space
-        {scan<int>("v=5;", "w=%d;"), "!Prefix mismatch: want \"w=\", had \"v=5;\"|v=5;"},
-        {scan<int>(" v=5", "vw%d"), "!Prefix mismatch: want \"vw\", had \" v=5\"|=5"},
-        {scan<int>("5kg", "%d g"), "!suffix mismatch: had \"kg\", want \" g\"|kg"},
+        {scan<int>(" 42 ", "%d"), "42| "},          {scan<int>("\t-0x10", "%d"), "-16|"},
+        {scan<unsigned char>("0x1F", "%d"), "31|"}, {scan<char>("12345", "%d"), "123|45"},
+        {scan<unsigned char>("300", "%d"), "44|"},  {scan<long>("v=5;w", "v=%d;"), "5|w"},
+        {scan<long>("7 \n w", "%d\n"), "7|w"},      {scan<double>("3.25", "%d"), "3.25|"},
+        {scan<double>("-.5", "%d"), "-0.5|"},       {scan<double>("-0", "%d"), "-0|"},
+        {scan<double>("1e3", "%d"), "1|e3"},        {scan<double>("12.5", "%3d"), "12|5"},
+        {scan<int>("", "%d"), "!No prefix found|"}, {scan<int>("0x", "%d"), "!Empty value|"},
+        {scan<long>("-", "%d"), "!Empty value|"},   {scan<int>("- 5", "%d"), "!Bad character ' '|5"},
     };
     for (const auto& c : cases) EXPECT_EQ(c.first, c.second);
+    const std::string digits(5000, '7');
+    EXPECT_EQ(scan<unsigned short>("0A0BC", "%02X"), "10|0BC");
+    EXPECT_EQ(scan<int>("99999999999", "%d"), std::to_string(static_cast<int>(99999999999ULL)) + "|");
+    EXPECT_EQ(scan<int>("-0x80000000", "%d"), std::to_string(INT_MIN) + "|");
+    EXPECT_EQ(scan<int>(digits.c_str(), "%d"),
+              std::to_string(static_cast<int>(777777777777ULL)) + "|" + digits.substr(12));
+    EXPECT_EQ(scan<double>(digits.c_str(), "%9999d"), "inf|" + digits.substr(format_info::max_width));
+    EXPECT_EQ(scan<double>(" \t\n ", "%d"), "!No prefix found|");
+    EXPECT_EQ(scan<unsigned int>("+7 8", "%d"), "!Bad character '+'|7 8");
+    EXPECT_EQ(scan<double>("inf", "%d"), "!Bad character 'i'|nf");
+    // Bytes above 0x7F are not white space.
+    EXPECT_EQ(scan<int>("\xC3\xA9", "%d"), "!Bad character '\xC3'|\xA9");
+    EXPECT_EQ(scan<int>("v=5;", "w=%d;"), "!Prefix mismatch: want \"w=\", had \"v=5;\"|v=5;");
+    EXPECT_EQ(scan<int>(" v=5", "vw%d"), "!Prefix mismatch: want \"vw\", had \" v=5\"|=5");
+    EXPECT_EQ(scan<int>("5kg", "%d g"), "!suffix mismatch: had \"kg\", want \" g\"|kg");
 }
 
 TEST(Scanner, BlocksMessagesAndNoText) {
@@ -92,25 +141,84 @@ TEST(Scanner, BlocksMessagesAndNoText) {
 }
 
 // Every long and unsigned long printed under "%d", "%X" and "%016X" reads back
-// whole, whatever the width of long; the 32-bit types and the big-endian
-// fields keep their digit limits.
+// whole, whatever the width of long; at most 20 digits are read, and a
+// big-endian field keeps 32 bits (its hexadecimal digit limit is checked with
+// the formatters).
 template <class T>
 void Expect_round_trips(std::initializer_list<T> values) {
-    for (const char* format : {"%d", "%X", "%016X"}) {
-        const format_info fi(format);
+    for (const char* format : {"%d", "%X", "%016X"})
         for (T value : values) {
-            Tessel::Format::Printer printer(0);
-            const char* text = printer.Print(value, fi);
-            SCOPED_TRACE(std::string(format) + " " + text);
-            EXPECT_EQ(scan<T>(text, format), std::to_string(value) + "|");
+            const std::string text = static_cast<const char*>(Printer(0).Print(value, format_info(format)));
+            EXPECT_EQ(scan<T>(text.c_str(), format), std::to_string(value) + "|") << format << " " << text;
         }
-    }
 }
 
 TEST(Scanner, WideIntegersReadBackWhatThePrinterWrote) {
     Expect_round_trips<long>({0, -1, 1234567890123L, LONG_MIN, LONG_MAX});
     Expect_round_trips<unsigned long>({0, 0x100000000UL, ULONG_MAX});
     EXPECT_EQ(scan<long>("123456789012345678901", "%d").back(), '1');  // 20 digits at most
-    EXPECT_EQ(scan<BE_long>("FFFFFFFFF", "%X"), "-1|F");
     EXPECT_EQ(scan<BE_ulong>("123456789012", "%d"), std::to_string(123456789012ULL & 0xFFFFFFFF) + "|");
+}
+
+TEST(Formatter, StringFormats) {
+    Formatter<long> number;  // "%d" by default; no space is ever added
+    EXPECT_EQ(read<long>(number, " 42 ") + read<long>(number, "0x2A") + written(number, -42L), "42| 42|-42");
+    EXPECT_EQ(written(Formatter<long>("<%04X>"), 42L), "<002A>");
+    EXPECT_EQ(read<long>(Formatter<long>(reinterpret_cast<const xmlChar*>("<%04X>")), "<002A>"), "42|");
+    Formatter<const char*> text;  // written only
+    EXPECT_EQ(written(text, "abc") + written(text, static_cast<const char*>(nullptr)), "abc<NULL>");
+    EXPECT_EQ(read<const char*>(text, "hello"), "!Cannot read text into a const char*|hello");
+
+    // Big-endian fields go through scanner and printer overloads of their own:
+    // written at the field's width, read with the field's digit limit.
+    Formatter<BE_long> field("%X");
+    const BE_long minus_two{{0xFF, 0xFF, 0xFF, 0xFE}};
+    EXPECT_EQ(written(field, minus_two) + "|" + read<BE_long>(field, "FFFFFFFE7"), "FFFFFFFE|-2|7");
+}
+
+TEST(Formatter, ValueTablesWriteNamesAndReadThemBack) {
+    Formatter<Level> f(levels);
+    Printer p(0);
+    for (Level l : {Level::LOW, Level::MID, Level::HIGH, Level(7), Level(-7)}) f.Write(p, l);
+    EXPECT_STREQ(static_cast<const char*>(p), "low mid high INVALID(7) INVALID(4294967289)");
+    auto s = over(p);
+    std::string back;
+    for (Level l{}; f.Read(*s, l);) back += std::to_string(static_cast<int>(l)) + " ";
+    EXPECT_EQ(back + rest(*s), "-5 0 5 7 -7 ");
+    EXPECT_EQ(written(f, Level::LOW), "low ");
+
+    const std::pair<const char*, std::string> cases[] = {
+        {"  medium x", "0|x"},  // any name of a value; the word ends at white space
+        {"purple", "!Unknown name \"purple\"|"},
+        {"INVALID(7)x", "!Unknown name \"INVALID(7)x\"|"},
+        {"INVALID(", "!Unknown name \"INVALID(\"|"},
+        {"INVALID(-1)", "!Unknown name \"INVALID(-1)\"|"},
+        {"  ", "!No name found|"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(read<Level>(f, c.first), c.second);
+}
+
+TEST(Formatter, TimesRoundTripInUtc) {
+    const time_t leap_day = 1709211909, midnight = 1709164800;  // 2024-02-29 13:05:09 and 00:00:00 UTC
+    const struct {
+        TIME_MODE mode;
+        const char* text;
+        time_t read_back;  // the fields not shown are those of 1970-01-01 00:00:00
+    } cases[] = {{YYDDMM_HHMMSS, "24-02-29 13:05:09", leap_day},
+                 {YYMMDD, "24-02-29", midnight},
+                 {HHMMSS, "13:05:09", leap_day - midnight},
+                 {HHMM, "13:05", leap_day - midnight - 9}};
+    for (const auto& c : cases) {
+        Formatter<time_t> f(c.mode);
+        EXPECT_EQ(written(f, leap_day) + "|" + read<time_t>(f, c.text),
+                  c.text + ("|" + std::to_string(c.read_back) + "|"));
+        EXPECT_EQ(written(f, c.read_back), c.text);
+    }
+    Formatter<time_t> date(YYMMDD), hhmm(HHMM);
+    EXPECT_EQ(read<time_t>(date, "69-01-01") + written(date, static_cast<time_t>(-31536000)),
+              "-31536000|69-01-01");
+    EXPECT_EQ(read<time_t>(date, "68-12-31 x"), "3124137600| x");
+    EXPECT_EQ(read<time_t>(date, "24-13-01") + read<time_t>(hhmm, "24:00"),
+              "!Time field out of range: 13|-01!Time field out of range: 24|:00");
+    EXPECT_EQ(read<time_t>(hhmm, "1305"), "!Prefix mismatch: want \":\", had \"05\"|05");
 }

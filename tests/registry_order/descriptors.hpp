@@ -13,8 +13,7 @@ enum Early_id { child, top, dup_1, dup_2, deep_b, deep_top, orphan_x, early_coun
 const Tessel::Info<void>& Early(Early_id id);
 
 // Built after `root`: late_a.cpp, then late_b.cpp.
-extern const Tessel::Info<void> late_d, late_dup_first, late_dup_second, deep_early_a, cancelled_top;
-extern const Tessel::Info<void> late_a, late_top, late_b;
+extern const Tessel::Info<void> late_d, late_dup_first, cancelled_top, late_top;
 
 // A typed descriptor built before `root` (early.cpp) over a row array that is
 // built after it, in another unit (late_a.cpp), beneath a parent built after

@@ -44,11 +44,10 @@ TEST(RegistryOrder, EveryDescriptorFindsItsParentWhateverTheOrder) {
 // A typed descriptor built before the library's statics and before its rows
 // reads documents like any other.
 TEST(RegistryOrder, TypedTablesFromSeveralUnitsWhateverTheOrder) {
-    const std::string document =
+    const char document[] =
         "<!DOCTYPE items [<!ELEMENT items (item*)><!ELEMENT item (n, m)><!ELEMENT n (#PCDATA)>"
         "<!ELEMENT m (#PCDATA)>]><items><item><n>1</n><m>A</m></item><item><n>-2</n><m>ff</m></item></items>";
-    Input_data input(xmlReaderForMemory(document.data(), static_cast<int>(document.size()), "items.xml",
-                                        nullptr, Input_data::reader_options));
+    Input_data input(xmlReaderForDoc(BAD_CAST document, "items.xml", nullptr, Input_data::reader_options));
     items_read.clear();
     EXPECT_TRUE(input.Process());
     EXPECT_EQ(items_read, "1 10 -2 255 ");
@@ -57,8 +56,8 @@ TEST(RegistryOrder, TypedTablesFromSeveralUnitsWhateverTheOrder) {
 // Descriptors that are not registered, and descriptors destroyed while the
 // registry lives.
 TEST(RegistryOrder, UnregisteredAndDestroyedDescriptors) {
-    Info<void> gap_b("/gap//b"), gap("/gap");  // an empty component ends the parent list
-    Info<void> relative("relative"), empty_name("/empty/");
+    // In "/gap//b" an empty component ends the parent list.
+    Info<void> gap_b("/gap//b"), gap("/gap"), relative("relative"), empty_name("/empty/");
     EXPECT_TRUE(At("/gap/b") == &gap_b && !At("/relative") && !At("/empty") && empty_name.NoName());
     { Info<void> orphan("/never_parent/x"); }  // cancelled while queued
     Info<void> never_parent("/never_parent");

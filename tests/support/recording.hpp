@@ -42,8 +42,7 @@ struct Recording : Source {
 // A reader, with the library's options, of a document held in memory (which
 // must outlive it).
 inline xmlTextReaderPtr Reader_for(const std::string& document, const char* uri = "memory.xml") {
-    return xmlReaderForMemory(document.data(), static_cast<int>(document.size()), uri, nullptr,
-                              Tessel::Input_data::reader_options);
+    return xmlReaderForDoc(BAD_CAST document.c_str(), uri, nullptr, Tessel::Input_data::reader_options);
 }
 
 }  // namespace Tessel_test
