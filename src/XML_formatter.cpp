@@ -230,6 +230,8 @@ Scanner::Scanner(xmlNodePtr node) : buff(xmlNodeGetContent(node)), ptr(buff), er
 Scanner::Scanner(xmlAttrPtr attr)
     : buff(xmlNodeGetContent(reinterpret_cast<xmlNodePtr>(attr))), ptr(buff), error_msg(nullptr) {}
 
+Scanner::Scanner(const xmlChar* text) : buff(xmlStrdup(text)), ptr(buff), error_msg(nullptr) {}
+
 Scanner::~Scanner() {
     if (buff) xmlFree(buff);
     delete[] error_msg;
@@ -316,21 +318,27 @@ inline bool Scanner::Suffix(const format_info& fi) {
 
 namespace {
 
-// The most digits a read takes without a width: for types of up to 32 bits the
-// original limits (2/3, 4/6 and 8/12 hexadecimal/decimal digits for 1, 2 and
-// 4 bytes); for wider types every digit the printer writes (16 hexadecimal,
-// 20 decimal digits for 8 bytes), so that every value reads back.
+// The most digits a read takes without a width: 2/3, 4/6 and 8/12
+// hexadecimal/decimal digits for one-byte, two-byte and wider types, whatever
+// the width of long; long long takes every digit of its range (16/20), which
+// is checked rather than wrapped.
 template <class T>
 constexpr unsigned int digit_limit(unsigned int radix) {
     if (sizeof(T) == 1) return radix == 16 ? 2 : 3;
     if (sizeof(T) == 2) return radix == 16 ? 4 : 6;
-    if (sizeof(T) <= 4) return radix == 16 ? 8 : 12;
-    return radix == 16 ? 2 * sizeof(T) : std::numeric_limits<T>::digits10 + 1;
+    if (!std::is_same_v<T, unsigned long long>) return radix == 16 ? 8 : 12;
+    return radix == 16 ? 16 : 20;
+}
+
+// The largest magnitude a decimal text may give a signed 64-bit value.
+constexpr unsigned long long signed_limit(bool negative) {
+    return static_cast<unsigned long long>(std::numeric_limits<long long>::max()) + (negative ? 1 : 0);
 }
 
 }  // namespace
 
-// Digits of an unsigned integer type, accumulated modulo 2^bits of the type.
+// Digits of an unsigned integer type, accumulated modulo 2^bits of the type;
+// for unsigned long long a value beyond 64 bits is an error instead.
 template <class T>
 inline bool Scanner::Read(T& value, const format_info& fi) {
     static_assert(std::is_unsigned_v<T>, "integers are accumulated unsigned");
@@ -349,7 +357,15 @@ inline bool Scanner::Read(T& value, const format_info& fi) {
     T accumulated = 0;
     unsigned int taken = 0;
     do {
-        accumulated = static_cast<T>(accumulated * radix + static_cast<unsigned int>(digit));
+        if constexpr (std::is_same_v<T, unsigned long long>) {
+            if (__builtin_mul_overflow(accumulated, radix, &accumulated) ||
+                __builtin_add_overflow(accumulated, static_cast<unsigned int>(digit), &accumulated)) {
+                ptr = p;
+                return Error("Value out of range: more than 64 bits");
+            }
+        } else {
+            accumulated = static_cast<T>(accumulated * radix + static_cast<unsigned int>(digit));
+        }
         ++p;
         ++taken;
     } while (taken < limit && digit_value(*p, radix, digit));
@@ -415,8 +431,14 @@ bool Scanner::Read_signed(T& value, const format_info& fi) {
         ++ptr;
         negative = true;
     }
+    const bool hex = fi.hex || (ptr[0] == '0' && (ptr[1] == 'x' || ptr[1] == 'X'));
     magnitude_t<T> magnitude{};
-    if (!Read(magnitude, fi) || !Suffix(fi)) return false;
+    if (!Read(magnitude, fi)) return false;
+    // Hexadecimal gives the bits of the value, so any 64 bits are in range.
+    if constexpr (std::is_same_v<T, long long>)
+        if (!hex && magnitude > signed_limit(negative))
+            return Error("Value out of range: beyond a signed 64-bit integer");
+    if (!Suffix(fi)) return false;
     value = apply_sign<T>(magnitude, negative);
     return true;
 }
@@ -433,11 +455,33 @@ bool Scanner::Scan(char& value, const format_info& fi) { return Read_signed(valu
 bool Scanner::Scan(short& value, const format_info& fi) { return Read_signed(value, fi); }
 bool Scanner::Scan(int& value, const format_info& fi) { return Read_signed(value, fi); }
 bool Scanner::Scan(long& value, const format_info& fi) { return Read_signed(value, fi); }
+bool Scanner::Scan(long long& value, const format_info& fi) { return Read_signed(value, fi); }
 bool Scanner::Scan(unsigned char& value, const format_info& fi) { return Read_unsigned(value, fi); }
 bool Scanner::Scan(unsigned short& value, const format_info& fi) { return Read_unsigned(value, fi); }
 bool Scanner::Scan(unsigned int& value, const format_info& fi) { return Read_unsigned(value, fi); }
 bool Scanner::Scan(unsigned long& value, const format_info& fi) { return Read_unsigned(value, fi); }
+bool Scanner::Scan(unsigned long long& value, const format_info& fi) { return Read_unsigned(value, fi); }
 bool Scanner::Scan(double& value, const format_info& fi) { return Read_signed(value, fi); }
+
+bool Scanner::Scan(std::string& value, const format_info& fi) {
+    const char* start = ptr ? reinterpret_cast<const char*>(ptr) : "";
+    while (is_space(static_cast<xmlChar>(*start))) ++start;
+    const char* end = start + std::strlen(start);
+    while (end > start && is_space(static_cast<xmlChar>(end[-1]))) --end;
+    const size_t length = static_cast<size_t>(end - start);
+    if (fi.prefix_len && (fi.prefix_len > length || std::memcmp(start, fi.prefix, fi.prefix_len) != 0))
+        return Error("Prefix mismatch: want \"%s\", had \"%s\"", fi.prefix, start);
+    start += fi.prefix_len;
+    if (fi.suffix && !fi.suffix_is_whitespace) {
+        if (fi.suffix_len > static_cast<size_t>(end - start) ||
+            std::memcmp(end - fi.suffix_len, fi.suffix, fi.suffix_len) != 0)
+            return Error("suffix mismatch: had \"%s\", want \"%s\"", start, fi.suffix);
+        end -= fi.suffix_len;
+    }
+    value.assign(start, end);
+    Consume();
+    return true;
+}
 
 namespace {
 
@@ -605,6 +649,16 @@ Printer& Printer::Print(const long& value, const format_info& fi) { return Print
 Printer& Printer::Print(const unsigned long& value, const format_info& fi) {
     return Print_integer(value, fi);
 }
+Printer& Printer::Print(const long long& value, const format_info& fi) { return Print_integer(value, fi); }
+Printer& Printer::Print(const unsigned long long& value, const format_info& fi) {
+    return Print_integer(value, fi);
+}
+Printer& Printer::Print(const std::string& value, const format_info& fi) {
+    Intro(fi);
+    String(value.data(), value.size());
+    String(fi.suffix, fi.suffix_len);
+    return *this;
+}
 
 void Printer::Put_non_finite(double value) {
     if (std::isnan(value))
@@ -758,6 +812,8 @@ template <>
 String<BE_long>::String() : fmt("%08X") {}
 template <>
 String<BE_24bit>::String() : fmt("%06X") {}
+template <>
+String<std::string>::String() : fmt("%s") {}
 
 template <>
 bool String<const char*>::Read(Scanner& scanner, const char*&) const {
@@ -769,6 +825,7 @@ template class String<BE_short>;
 template class String<BE_ulong>;
 template class String<BE_long>;
 template class String<BE_24bit>;
+template class String<std::string>;
 
 namespace {
 

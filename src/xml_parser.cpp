@@ -255,9 +255,11 @@ void Add_children(xmlNodePtr parent, xmlNodePtr node) {
         xmlAddChild(parent, node);
         return;
     }
-    xmlNodePtr copies = xmlCopyNodeList(node->children);
-    xmlFreeNodeList(node);
-    xmlAddChildList(parent, copies);
+    // The children move to parent: a wrapper of many items is not copied.
+    xmlNodePtr children = node->children;
+    node->children = node->last = nullptr;
+    xmlFreeNode(node);
+    if (children) xmlAddChildList(parent, children);
 }
 
 // ---------------------------------------------------------------------------
@@ -285,7 +287,8 @@ bool Instance_base::Process_contents() {
         own = xmlTextReaderCurrentNode(reader);
     }
     if (!Read_attribs(own)) return false;
-    if (xmlTextReaderIsEmptyElement(reader) == 1) return Do_finalize() || !stream.abort_on_error;
+    if (xmlTextReaderIsEmptyElement(reader) == 1)
+        return (Read_whole_text() && Do_finalize()) || !stream.abort_on_error;
 
     const int own_depth = xmlTextReaderDepth(reader);
     bool failed = false;
@@ -302,7 +305,7 @@ bool Instance_base::Process_contents() {
         switch (type) {
             case XML_READER_TYPE_ELEMENT: ok = Read_child(xmlTextReaderConstName(reader)); break;
             case XML_READER_TYPE_TEXT:
-            case XML_READER_TYPE_CDATA: ok = Read_text(); break;
+            case XML_READER_TYPE_CDATA: ok = Whole_text() ? Gather_text() : Read_text(); break;
             case XML_READER_TYPE_COMMENT:
             case XML_READER_TYPE_DOCUMENT_TYPE:
             case XML_READER_TYPE_WHITESPACE:
@@ -310,7 +313,7 @@ bool Instance_base::Process_contents() {
             case XML_READER_TYPE_END_ELEMENT:
                 if (xmlTextReaderDepth(reader) != own_depth) break;
                 if (!failed)
-                    failed = !Do_finalize();
+                    failed = !Read_whole_text() || !Do_finalize();
                 else
                     Trace_failure();
                 if (!failed || !stream.abort_on_error) return true;
@@ -345,21 +348,36 @@ bool Instance_base::Read_child(const xmlChar* child_name) {
 
 bool Instance_base::Read_text() {
     Format::Scanner text(static_cast<xmlTextReaderPtr>(stream));
-    int items = 0;
-    while (text.More()) {
-        const xmlChar* rest = text;
-        bool read = Text(text);
-        // An item read without moving the cursor would be read forever.
-        if (read && static_cast<const xmlChar*>(text) == rest) read = text.Error("No progress reading text");
-        if (!read) {
-            stream.Error_handler("Bad TEXT/CDATA for %s: \"%s\":%s:%d items read",
-                                 XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, Name(), rest, text.Error_msg(),
-                                 items);
-            return false;
-        }
-        ++items;
-    }
+    for (int items = 0; text.More(); ++items)
+        if (!Read_item(text, items)) return false;
     return true;
+}
+
+bool Instance_base::Gather_text() {
+    Format::Scanner piece(static_cast<xmlTextReaderPtr>(stream));
+    if (const char* text = piece) pieces += text;
+    return true;
+}
+
+bool Instance_base::Read_whole_text() {
+    if (!Whole_text()) return true;
+    Format::Scanner text(reinterpret_cast<const xmlChar*>(pieces.c_str()));
+    pieces.clear();
+    return Read_item(text, 0);
+}
+
+// Reads one item; items is the number read before it from the same text.
+bool Instance_base::Read_item(Format::Scanner& text, int items) {
+    const xmlChar* rest = text;
+    bool read = Text(text);
+    // An item read without moving the cursor would be read forever.
+    if (read && static_cast<const xmlChar*>(text) == rest && text.More())
+        read = text.Error("No progress reading text");
+    if (!read)
+        stream.Error_handler("Bad TEXT/CDATA for %s: \"%s\":%s:%d items read",
+                             XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, Name(), rest, text.Error_msg(),
+                             items);
+    return read;
 }
 
 // With abort_on_error clear, a child whose walk failed on a read error may

@@ -5,6 +5,10 @@
 using namespace Tessel;
 
 enum class Colour { red };
+struct Painted {
+    Colour colour;
+    long count;
+};
 struct Unlinked : FilterChangeCallback_base {
     void Do_Callback(const FilterList&) override {}
 };
@@ -13,8 +17,8 @@ void Case(Format::Scanner& scanner, const Format::format_info& fi) {
 #if CASE == 1  // a number without a scanner overload: its bytes would be copied
     bool value;
     scanner.Scan(value, fi);
-#elif CASE == 2
-    long long value;
+#elif CASE == 2  // a container's bytes would be overwritten
+    std::vector<int> value;
     scanner.Scan(value, fi);
 #elif CASE == 3  // a pointer would be forged from the text
     const char* value;
@@ -31,6 +35,10 @@ void Case(Format::Scanner& scanner, const Format::format_info& fi) {
     Format::format_info copy(fi);
 #elif CASE == 8  // a callback that would never be called
     Unlinked callback;
+#elif CASE == 9  // an enumeration member needs its value table
+    const Subelement_table<Painted> rows[] = {{Subelement(&Painted::colour, "colour")}};
+#elif CASE == 10  // a list needs a container
+    const Subelement_table<Painted> rows[] = {{Subelement_list(&Painted::count, "count")}};
 #endif
     (void)scanner;
     (void)fi;

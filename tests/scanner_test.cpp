@@ -140,8 +140,9 @@ TEST(Scanner, BlocksMessagesAndNoText) {
     none.Consume();
 }
 
-// Every long and unsigned long printed under "%d", "%X" and "%016X" reads back
-// whole, whatever the width of long; at most 20 digits are read, and a
+// Every long long and unsigned long long printed under "%d", "%X" and "%016X"
+// reads back whole, and beyond 64 bits is an error rather than a wrap; long
+// keeps its 12 decimal and 8 hexadecimal digits whatever its width, and a
 // big-endian field keeps 32 bits (its hexadecimal digit limit is checked with
 // the formatters).
 template <class T>
@@ -154,9 +155,21 @@ void Expect_round_trips(std::initializer_list<T> values) {
 }
 
 TEST(Scanner, WideIntegersReadBackWhatThePrinterWrote) {
-    Expect_round_trips<long>({0, -1, 1234567890123L, LONG_MIN, LONG_MAX});
-    Expect_round_trips<unsigned long>({0, 0x100000000UL, ULONG_MAX});
-    EXPECT_EQ(scan<long>("123456789012345678901", "%d").back(), '1');  // 20 digits at most
+    Expect_round_trips<long long>({0, -1, 1234567890123LL, LLONG_MIN, LLONG_MAX});
+    Expect_round_trips<unsigned long long>({0, 0x100000000ULL, ULLONG_MAX});
+    const std::string signed_range = "!Value out of range: beyond a signed 64-bit integer|";
+    const std::pair<std::string, std::string> cases[] = {
+        {scan<long>("1234567890123", "%d"), "123456789012|3"},
+        {scan<unsigned long>("123456789", "%X"), "305419896|9"},
+        {scan<long long>("-9223372036854775808", "%d"), std::to_string(LLONG_MIN) + "|"},
+        {scan<long long>("9223372036854775808", "%d"), signed_range},
+        {scan<long long>("-9223372036854775809", "%d"), signed_range},
+        {scan<long long>("FFFFFFFFFFFFFFFF", "%X"), "-1|"},
+        {scan<unsigned long long>("18446744073709551616", "%d"), "!Value out of range: more than 64 bits|6"},
+        {scan<unsigned long long>("99999999999999999999", "%d"), "!Value out of range: more than 64 bits|9"},
+        {scan<unsigned long long>("1FFFFFFFFFFFFFFFF", "%X"), "2305843009213693951|F"},
+    };
+    for (const auto& [got, want] : cases) EXPECT_EQ(got, want);
     EXPECT_EQ(scan<BE_ulong>("123456789012", "%d"), std::to_string(123456789012ULL & 0xFFFFFFFF) + "|");
 }
 

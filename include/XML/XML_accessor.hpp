@@ -60,6 +60,12 @@ public:
     virtual ~Accessor() {}
     virtual bool Read(Format::Scanner& scanner, T& value) const = 0;
     virtual void Write(Format::Printer& printer, const T& value) const = 0;
+    // True when the value is read from the element's whole text at once
+    // (strings, lists) rather than from each text node.
+    virtual bool Whole_text() const { return false; }
+    // False when value has nothing to write (an empty std::optional): its
+    // attribute or text is then left out.
+    virtual bool Present(const T&) const { return true; }
 
     // Adds a reference and returns the accessor.
     Accessor* Dup() {
@@ -85,6 +91,8 @@ public:
     ~Primative() override {}
     bool Read(Format::Scanner& scanner, T& value) const override { return fmt.Read(scanner, value); }
     void Write(Format::Printer& printer, const T& value) const override { fmt.Write(printer, value); }
+    bool Whole_text() const override { return Format::whole_text<T>; }
+    bool Present(const T& value) const override { return Format::Engaged(value); }
 
     const Formatter<T> fmt;
 };
@@ -137,6 +145,8 @@ public:
     void Write(Format::Printer& printer, const P& parent) const override {
         fmt.Write(printer, manipulator->Get(parent));
     }
+    bool Whole_text() const override { return Format::whole_text<T>; }
+    bool Present(const P& parent) const override { return Format::Engaged(manipulator->Get(parent)); }
 
 private:
     GetSet* manipulator;
@@ -176,6 +186,8 @@ public:
     void Write(Format::Printer& printer, const T& value) const {
         if (ptr) ptr->Write(printer, value);
     }
+    bool Whole_text() const { return ptr && ptr->Whole_text(); }
+    bool Present(const T& value) const { return ptr && ptr->Present(value); }
     explicit operator bool() const { return ptr != nullptr; }
     bool operator!() const { return ptr == nullptr; }
     operator Access::Accessor<T>*() const { return ptr; }

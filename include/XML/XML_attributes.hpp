@@ -78,7 +78,9 @@ public:
     Entry& operator=(const Entry&) = delete;
 
     bool Read(Format::Scanner& scanner, T& item) const override { return value.Read(scanner, item); }
+    // An empty std::optional member writes no attribute.
     void Log(xmlNode* node, const T& item, Format::Printer& printer) const override {
+        if (!value.Present(item)) return;
         printer.Reset();
         value.Write(printer, item);
         xmlNewProp(node, name, printer);

@@ -25,6 +25,13 @@
 #include <cstddef>
 
 namespace Tessel {
+// The types for 64-bit members. long reads at most 12 decimal or 8
+// hexadecimal digits whatever its width, and std::int64_t is long on some
+// platforms and long long on others; long long reads and writes its whole
+// range on every platform, with values out of range refused.
+using int64 = long long;
+using uint64 = unsigned long long;
+
 namespace Format {}
 namespace Access {}
 namespace Attrib {}

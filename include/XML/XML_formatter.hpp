@@ -54,10 +54,14 @@
 #include "XML/XML_value_entry.hpp"
 #include "shared/endian.hpp"
 
+#include <array>
 #include <cctype>
 #include <cstring>
 #include <ctime>
+#include <optional>
+#include <string>
 #include <type_traits>
+#include <vector>
 
 namespace Tessel {
 namespace Format {
@@ -116,6 +120,8 @@ public:
     Scanner(xmlTextReaderPtr reader);
     Scanner(xmlNodePtr node);
     Scanner(xmlAttrPtr attr);
+    // Over a copy of text (null reads as no text).
+    explicit Scanner(const xmlChar* text);
     ~Scanner();
     Scanner(const Scanner&) = delete;
     Scanner& operator=(const Scanner&) = delete;
@@ -132,11 +138,18 @@ public:
     bool Scan(short& value, const format_info& fi);
     bool Scan(int& value, const format_info& fi);
     bool Scan(long& value, const format_info& fi);
+    bool Scan(long long& value, const format_info& fi);
     bool Scan(unsigned char& value, const format_info& fi);
     bool Scan(unsigned short& value, const format_info& fi);
     bool Scan(unsigned int& value, const format_info& fi);
     bool Scan(unsigned long& value, const format_info& fi);
+    bool Scan(unsigned long long& value, const format_info& fi);
     bool Scan(double& value, const format_info& fi);
+    // The rest of the text, white space removed at both ends and everything
+    // between kept; the format's literal prefix and suffix must surround it
+    // and are not part of the value. Consumes the text, so an element's text
+    // reads as one string.
+    bool Scan(std::string& value, const format_info& fi);
     bool Scan(BE_ushort& value, const format_info& fi);
     bool Scan(BE_ulong& value, const format_info& fi);
     bool Scan(BE_short& value, const format_info& fi);
@@ -145,9 +158,10 @@ public:
     // Any other type (a structure or array of bytes): with a block treatment
     // in the format ("%02B", "%s") its storage is read as a block of
     // sizeof(T) bytes; otherwise its first bytes are read as an unsigned int.
-    // Numbers without an overload above (bool, long long, ...), enumerations
-    // and pointers are refused at compile time: copying a number's bytes into
-    // them would leave part of the old value or forge a pointer.
+    // Numbers without an overload above (bool, ...), enumerations, pointers
+    // and types that own memory (containers) are refused at compile time:
+    // copying a number's bytes into them would leave part of the old value,
+    // forge a pointer or corrupt the owner.
     template <class T>
     bool Scan(T& value, const format_info& fi);
 
@@ -185,7 +199,8 @@ private:
 
 template <class T>
 bool Scanner::Scan(T& value, const format_info& fi) {
-    static_assert(!std::is_arithmetic_v<T> && !std::is_enum_v<T> && !std::is_pointer_v<T>,
+    static_assert(!std::is_arithmetic_v<T> && !std::is_enum_v<T> && !std::is_pointer_v<T> &&
+                      std::is_trivially_copyable_v<T>,
                   "no scanner overload for this type: use a type the scanner reads, or a formatter "
                   "with a value table for enumerations");
     if (fi.dump_size != format_info::NONE) return Scan(static_cast<void*>(&value), sizeof(T), fi);
@@ -216,7 +231,11 @@ public:
     Printer& Print(const unsigned int& value, const format_info& fi);
     Printer& Print(const long& value, const format_info& fi);
     Printer& Print(const unsigned long& value, const format_info& fi);
+    Printer& Print(const long long& value, const format_info& fi);
+    Printer& Print(const unsigned long long& value, const format_info& fi);
     Printer& Print(const double& value, const format_info& fi);
+    // The text between the format's prefix and suffix, as it stands.
+    Printer& Print(const std::string& value, const format_info& fi);
     Printer& Print(const BE_short& value, const format_info& fi);
     Printer& Print(const BE_long& value, const format_info& fi);
     Printer& Print(const BE_ushort& value, const format_info& fi);
@@ -310,6 +329,9 @@ template <>
 String<BE_long>::String();
 template <>
 String<BE_24bit>::String();
+// A string's default format is "%s": no prefix, no suffix.
+template <>
+String<std::string>::String();
 
 // A const char* is only written (as the text itself): reading would need
 // storage for the text that outlives the scanner. Reading fails with
@@ -397,6 +419,61 @@ private:
     TIME_MODE mode;
 };
 
+// The type a formatter of T converts one at a time: the element type of a
+// list container (std::vector, std::array) or of a std::optional, else T.
+template <class T>
+struct Item_of {
+    using type = T;
+};
+template <class M>
+struct Item_of<std::vector<M>> {
+    using type = M;
+};
+template <class M, size_t N>
+struct Item_of<std::array<M, N>> {
+    using type = M;
+};
+template <class M>
+struct Item_of<std::optional<M>> {
+    using type = M;
+};
+template <class T>
+using item_t = typename Item_of<T>::type;
+
+template <class T>
+constexpr bool is_list = false;
+template <class M>
+constexpr bool is_list<std::vector<M>> = true;
+template <class M, size_t N>
+constexpr bool is_list<std::array<M, N>> = true;
+
+template <class T>
+constexpr bool is_optional = false;
+template <class M>
+constexpr bool is_optional<std::optional<M>> = true;
+
+// False for an empty std::optional, which has nothing to write.
+template <class T>
+bool Engaged(const T& value) {
+    if constexpr (is_optional<T>)
+        return value.has_value();
+    else
+        return true;
+}
+
+// Values read from the whole text of an element at once (Scanner::Scan of a
+// string, lists), rather than from each text node as it comes.
+template <class T>
+constexpr bool whole_text = is_list<T>;
+template <>
+inline constexpr bool whole_text<std::string> = true;
+template <class M>
+constexpr bool whole_text<std::optional<M>> = whole_text<M>;
+
+// The implementation a Formatter<T> built from args uses.
+template <class T, class... Format_args>
+Base<T>* Make(const Format_args&... args);
+
 }  // namespace Format
 
 // The owning handle on one formatter. Format strings and value tables are
@@ -405,11 +482,11 @@ private:
 template <class T>
 class Formatter {
 public:
-    Formatter() : ptr(new Format::String<T>) {}
-    Formatter(const char* format) : ptr(new Format::String<T>(format)) {}
-    Formatter(const xmlChar* format) : ptr(new Format::String<T>(format)) {}
-    Formatter(const Value_hash<T>& values) : ptr(new Format::Value_names<T>(values)) {}
-    Formatter(Format::TIME_MODE mode) : ptr(new Format::Time<T>(mode)) {}
+    Formatter() : ptr(Format::Make<T>()) {}
+    Formatter(const char* format) : ptr(Format::Make<T>(format)) {}
+    Formatter(const xmlChar* format) : ptr(Format::Make<T>(format)) {}
+    Formatter(const Value_hash<Format::item_t<T>>& values) : ptr(Format::Make<T>(values)) {}
+    Formatter(Format::TIME_MODE mode) : ptr(Format::Make<T>(mode)) {}
     ~Formatter() { delete ptr; }
     Formatter(const Formatter&) = delete;
     Formatter& operator=(const Formatter&) = delete;
@@ -422,6 +499,144 @@ private:
     Format::Base<T>* ptr;
 };
 
+namespace Format {
+
+// A white-space-separated list of items in one text, each item one word
+// read and written by a Formatter of the item type built from the same
+// arguments ("1 0 1 1" for a std::array<int, 4>). Written with one space
+// between items. A std::array must receive exactly its number of items; a
+// failed read leaves the container as it was.
+template <class C>
+class List : public Base<C> {
+    using M = item_t<C>;
+
+public:
+    template <class... Format_args>
+    explicit List(const Format_args&... args) : item(args...) {}
+
+    bool Read(Scanner& scanner, C& value) const override {
+        C items{};
+        size_t count = 0;
+        xmlChar* p = Skip_space(scanner.Save());
+        while (p && *p) {
+            M* slot = Slot(items, count);
+            if (!slot) return scanner.Error("Expected %zu items, found more", count);
+            xmlChar* end = p;
+            while (*end && !std::isspace(*end)) ++end;
+            if (!Read_word(scanner, p, end, *slot)) return false;
+            ++count;
+            p = Skip_space(end);
+        }
+        scanner.Reset(p);
+        if constexpr (!is_vector)
+            if (count != items.size())
+                return scanner.Error("Expected %zu items, found %zu", items.size(), count);
+        value = std::move(items);
+        return true;
+    }
+    void Write(Printer& printer, const C& value) const override {
+        bool first = true;
+        for (const M& each : value) {
+            if (!first) printer.Print(" ");
+            item.Write(printer, each);
+            first = false;
+        }
+    }
+
+private:
+    static xmlChar* Skip_space(xmlChar* p) {
+        while (p && std::isspace(*p)) ++p;
+        return p;
+    }
+    // Where item number count goes, or null when the container is full.
+    static M* Slot(C& items, size_t count) {
+        if constexpr (is_vector) {
+            return &items.emplace_back();
+        } else {
+            return count < items.size() ? &items[count] : nullptr;
+        }
+    }
+    // Reads the word from word to end (exclusive) into slot; the word is
+    // NUL-terminated during the read and the text restored afterwards.
+    bool Read_word(Scanner& scanner, xmlChar* word, xmlChar* end, M& slot) const {
+        const xmlChar saved = *end;
+        *end = 0;
+        scanner.Reset(word);
+        bool ok = item.Read(scanner, slot);
+        if (!ok)
+            scanner.Error("Bad item \"%s\": %s", reinterpret_cast<const char*>(word), scanner.Error_msg());
+        else if (scanner.More())
+            ok = scanner.Error("Bad item \"%s\": \"%s\" left over", reinterpret_cast<const char*>(word),
+                               static_cast<const char*>(scanner));
+        *end = saved;
+        return ok;
+    }
+
+    static constexpr bool is_vector = std::is_same_v<C, std::vector<M>>;
+    const Formatter<M> item;
+};
+
+// A std::optional: reading engages it with the value read (a failed read
+// leaves it as it was); writing writes nothing when it is empty.
+template <class O>
+class Optional : public Base<O> {
+    using M = item_t<O>;
+
+public:
+    template <class... Format_args>
+    explicit Optional(const Format_args&... args) : item(args...) {}
+
+    bool Read(Scanner& scanner, O& value) const override {
+        M read{};
+        if (!item.Read(scanner, read)) return false;
+        value = std::move(read);
+        return true;
+    }
+    void Write(Printer& printer, const O& value) const override {
+        if (value) item.Write(printer, *value);
+    }
+
+private:
+    const Formatter<M> item;
+};
+
+// The stock implementations: a format string, a value table or a time mode;
+// bool reads and writes the words of Bool_hash by default.
+template <class T>
+Base<T>* Make_stock() {
+    if constexpr (std::is_same_v<T, bool>)
+        return new Value_names<bool>(Bool_hash);
+    else
+        return new String<T>;
+}
+template <class T>
+Base<T>* Make_stock(const char* format) {
+    return new String<T>(format);
+}
+template <class T>
+Base<T>* Make_stock(const xmlChar* format) {
+    return new String<T>(format);
+}
+template <class T>
+Base<T>* Make_stock(const Value_hash<T>& values) {
+    return new Value_names<T>(values);
+}
+template <class T>
+Base<T>* Make_stock(TIME_MODE mode) {
+    return new Time<T>(mode);
+}
+
+template <class T, class... Format_args>
+Base<T>* Make(const Format_args&... args) {
+    if constexpr (is_list<T>)
+        return new List<T>(args...);
+    else if constexpr (is_optional<T>)
+        return new Optional<T>(args...);
+    else
+        return Make_stock<T>(args...);
+}
+
+}  // namespace Format
 }  // namespace Tessel
 
 #endif

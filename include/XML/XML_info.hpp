@@ -204,6 +204,8 @@ public:
     }
     // Reads one item of the element's text ("No text allowed" without an accessor).
     bool Read(Format::Scanner& scanner, T& item) const { return text.Read(scanner, item); }
+    // True when the text accessor reads the element's whole text at once.
+    bool Whole_text() const { return text.Whole_text(); }
 
     static void dump_attr(const xmlChar* name, const Attrib::Hash_entry<T>&) {
         std::printf("%s=\"\" ", reinterpret_cast<const char*>(name));
@@ -251,7 +253,7 @@ xmlNodePtr Info<T>::Write_header(const T& item) const {
 
 template <class T>
 void Info<T>::Text(const T& item, xmlNode* node) const {
-    if (!text) return;
+    if (!text.Present(item)) return;
     Format::Printer printer(0);
     text.Write(printer, item);
     printer.Add_content(node);
@@ -285,7 +287,7 @@ public:
     // The element holding value as its text.
     virtual xmlNodePtr Write(const T& value) const {
         xmlNodePtr node = xmlNewNode(nullptr, Name());
-        if (!node || !text) return node;
+        if (!node || !text.Present(value)) return node;
         Format::Printer printer(0);
         text.Write(printer, value);
         printer.Add_content(node);
@@ -298,6 +300,7 @@ public:
         return value.Error("No attributes for %s\n", reinterpret_cast<const char*>(Name()));
     }
     bool Read(Format::Scanner& scanner, T& value) const { return text.Read(scanner, value); }
+    bool Whole_text() const { return text.Whole_text(); }
     void Start(T&, Input_data&) const {}
     bool Finalize(T&, Input_data&) const { return true; }
     bool Commit(T&, Input_data&) const { return true; }

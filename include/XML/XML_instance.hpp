@@ -64,6 +64,7 @@
 #include "XML/XML_input_stream.hpp"
 
 #include <memory>
+#include <string>
 
 namespace Tessel {
 
@@ -84,6 +85,11 @@ public:
     virtual bool Attribute(const xmlChar* name, Format::Scanner& value) = 0;
     // Reads one item of the element's text, or leaves a message and returns false.
     virtual bool Text(Format::Scanner& text) = 0;
+    // True when Text() is to get the element's whole text in one call at its
+    // end tag (its text and CDATA nodes joined, comments and processing
+    // instructions left out, empty when there is none) instead of each text
+    // node as it comes.
+    virtual bool Whole_text() const { return false; }
     // Called once the element has been read completely and without errors.
     virtual bool Finalize() = 0;
     // Called after a successful Finalize() when no hook is attached.
@@ -112,11 +118,16 @@ private:
     void Pass_over(int child_depth);
     void Read_attribute(xmlAttrPtr attr);
     bool Read_text();
+    bool Gather_text();
+    bool Read_whole_text();
+    bool Read_item(Format::Scanner& text, int items);
     bool Unhandled(const xmlChar* name, int type);
     void Trace_node(int type) const;
     void Trace_failure() const;
 
     Finalize_hook* head;
+    // The text nodes gathered so far for Whole_text().
+    std::string pieces;
 };
 
 // An action run when the instance it is hooked to is finalized, instead of
@@ -181,6 +192,7 @@ public:
         return info.Attribute(name, value, item);
     }
     bool Text(Format::Scanner& text) override { return info.Read(text, item); }
+    bool Whole_text() const override { return info.Whole_text(); }
     bool Finalize() override { return info.Finalize(item, stream); }
     bool Commit() override { return info.Commit(item, stream); }
     const xmlChar* Name() const override { return info.Name(); }

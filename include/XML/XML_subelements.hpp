@@ -61,7 +61,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <typeinfo>
+#include <utility>
+#include <vector>
 
 namespace Tessel {
 
@@ -84,10 +87,18 @@ public:
 template <class P, class T>
 class Subelement_chain;
 
+template <class T>
+class Subelement_base;
+
 namespace detail {
 // Reports a binding of a nameless descriptor that does not fit the structure
 // of the binding that pulls it in, and aborts: the tables are inconsistent.
 [[noreturn]] void Binding_mismatch(const char* wanted, const char* got);
+// The binding of a primitive child element called name holding a T: one
+// element for a plain value or a std::array (a list), every occurrence for a
+// std::vector, an element that may be absent for a std::optional.
+template <class T, class... Format_args>
+Subelement_base<T>* Primitive_binding(const char* name, const Format_args&... args);
 }  // namespace detail
 
 // The binding of one kind of child element to the structure T of its parent.
@@ -111,14 +122,23 @@ public:
     void DecrRefCount() const {
         if (--refcount < 1) delete this;
     }
+    // True when the binding takes every further occurrence of its tag (a
+    // std::vector), not one.
+    virtual bool Repeats() const { return false; }
     // The tag: the descriptor's name; empty for an anonymous binding.
     const xmlChar* Name() const { return Info()->Name(); }
     void Dump_elements(int indent) const { Info()->Dump_elements(indent); }
     Subelement_base& Commit() { return *this; }
 
-    // This binding applied to member m of a P.
+    // This binding applied to member m of a P; for a std::vector member, to a
+    // new element appended for every occurrence; for a std::optional, to the
+    // value it then holds.
     template <class P>
     Subelement_base<P>& Of(T P::*member);
+    template <class P>
+    Subelement_base<P>& Of(std::vector<T> P::*member);
+    template <class P>
+    Subelement_base<P>& Of(std::optional<T> P::*member);
     // This binding, present when member of P equals value (If) or differs
     // from it (IfNot).
     template <class P, class M, class V>
@@ -180,28 +200,42 @@ public:
     // built from args.
     template <class... Format_args>
     explicit Subelement_chain(const char* name, const Format_args&... args)
-        : next(new Subelement_primative<T>(name, args...)) {}
+        : next(detail::Primitive_binding<T>(name, args...)) {}
     ~Subelement_chain() override { next->DecrRefCount(); }
 
     const Info_base* Info() const override { return next->Info(); }
+    bool Repeats() const override { return next->Repeats(); }
 
 protected:
     Subelement_base<T>* next;
 };
 
-// A finalize hook that stores a copied member back into its parent.
-template <class P, class T, class GetSet>
-class Store_back : public Finalize_hook {
+// A finalize hook holding the value a child element is read into, which
+// store puts in place once the element is complete.
+template <class T, class Store>
+class Scratch_hook : public Finalize_hook {
 public:
-    Store_back(const GetSet& m, P& parent) : value(m.Get(parent)), manipulator(m), target(parent) {}
-    void Hook() override { manipulator.Set(value, target); }
+    Scratch_hook(T initial, Store how) : value(std::move(initial)), store(how) {}
+    void Hook() override { store(value); }
 
     T value;
 
 private:
-    const GetSet& manipulator;
-    P& target;
+    Store store;
 };
+
+namespace detail {
+// The instance of next for one child element, reading into a scratch value
+// that starts as initial and is handed to store when the element completes
+// without error; nothing is stored otherwise.
+template <class T, class Store>
+Instance_base* Scratch_instance(const Subelement_base<T>& next, Input_data& stream, T initial, Store store) {
+    auto hook = std::make_unique<Scratch_hook<T, Store>>(std::move(initial), store);
+    Instance_base* instance = next.Get_instance(stream, hook->value);
+    hook.release()->Hook_to(instance);
+    return instance;
+}
+}  // namespace detail
 
 // Reaches a member of P through a manipulator (owned), then hands over.
 template <class P, class T, class GetSet>
@@ -216,10 +250,9 @@ public:
 
     Instance_base* Get_instance(Input_data& stream, P& item) const override {
         if constexpr (Access::copy_needed<GetSet>) {
-            auto hook = std::make_unique<Store_back<P, T, GetSet>>(*manipulator, item);
-            Instance_base* instance = this->next->Get_instance(stream, hook->value);
-            hook.release()->Hook_to(instance);
-            return instance;
+            const GetSet* m = manipulator;
+            return detail::Scratch_instance(*this->next, stream, T(m->Get(item)),
+                                            [m, &item](T& value) { m->Set(value, item); });
         } else {
             return this->next->Get_instance(stream, manipulator->Get(item));
         }
@@ -261,6 +294,64 @@ private:
     bool sense;
 };
 
+// Appends an element to a std::vector for every occurrence of the tag, read
+// through the binding on one element; an element that fails is not appended.
+// The append takes the place of the element descriptor's Commit. Written as
+// one element per item, in order, and nothing for an empty vector. A vector
+// of a nameless descriptor binds nothing.
+template <class M>
+class Subelement_each : public Subelement_chain<std::vector<M>, M> {
+public:
+    using Subelement_chain<std::vector<M>, M>::Subelement_chain;
+    ~Subelement_each() override {}
+
+    Instance_base* Get_instance(Input_data& stream, std::vector<M>& items) const override {
+        return detail::Scratch_instance(*this->next, stream, M{},
+                                        [&items](M& value) { items.push_back(std::move(value)); });
+    }
+    xmlNodePtr Write(const std::vector<M>& items) const override {
+        if (items.empty()) return nullptr;
+        xmlNodePtr wrapper = xmlNewNode(nullptr, BAD_CAST "");
+        if (!wrapper) return nullptr;
+        for (const M& item : items) Add_children(wrapper, this->next->Write(item));
+        return wrapper;
+    }
+    Subelement_base<std::vector<M>>* Clone(Subelement_sub_base*) const override { return nullptr; }
+    bool Repeats() const override { return true; }
+};
+
+// Engages a std::optional with the element read through the binding on its
+// value (a value-initialised M to start with); an element that fails leaves
+// it as it was, and the store takes the place of the descriptor's Commit.
+// Written only when engaged. An optional of a nameless descriptor binds
+// nothing.
+template <class M>
+class Subelement_engaged : public Subelement_chain<std::optional<M>, M> {
+public:
+    using Subelement_chain<std::optional<M>, M>::Subelement_chain;
+    ~Subelement_engaged() override {}
+
+    Instance_base* Get_instance(Input_data& stream, std::optional<M>& target) const override {
+        return detail::Scratch_instance(*this->next, stream, M{},
+                                        [&target](M& value) { target = std::move(value); });
+    }
+    xmlNodePtr Write(const std::optional<M>& value) const override {
+        return value ? this->next->Write(*value) : nullptr;
+    }
+    Subelement_base<std::optional<M>>* Clone(Subelement_sub_base*) const override { return nullptr; }
+};
+
+template <class T, class... Format_args>
+Subelement_base<T>* detail::Primitive_binding(const char* name, const Format_args&... args) {
+    using M = Format::item_t<T>;
+    if constexpr (std::is_same_v<T, std::vector<M>>)
+        return new Subelement_each<M>(name, args...);
+    else if constexpr (Format::is_optional<T>)
+        return new Subelement_engaged<M>(name, args...);
+    else
+        return new Subelement_primative<T>(name, args...);
+}
+
 // ---- Factories: each returns a new binding carrying one reference ----------
 
 // A primitive child element called name holding member m of P, its text
@@ -269,6 +360,17 @@ private:
 template <class P, class T, class... Format_args>
 Subelement_base<P>& Subelement(T P::*member, const char* name, const Format_args&... args) {
     return *new Subelement_access<P, T, Access::GetSet_member<P, T>>(Access::GetSet(member), name, args...);
+}
+
+// A primitive child element called name whose text is a white-space-separated
+// list of the items of member m of P, a std::vector or a std::array, each item
+// formatted as a Formatter of the item type built from the optional
+// arguments: <flags>1 0 1 1</flags>. See Format::List.
+template <class P, class C, class... Format_args>
+Subelement_base<P>& Subelement_list(C P::*member, const char* name, const Format_args&... args) {
+    static_assert(Format::is_list<C>, "Subelement_list binds a std::vector or std::array member");
+    return *new Subelement_access<P, C, Access::GetSet_member<P, C>>(
+        Access::GetSet(member), new Subelement_primative<C>(name, args...));
 }
 
 // The same through an application's manipulator (bit-fields).
@@ -304,6 +406,18 @@ Subelement_base<P>& Subelement_base<T>::Of(T P::*member) {
 }
 
 template <class T>
+template <class P>
+Subelement_base<P>& Subelement_base<T>::Of(std::vector<T> P::*member) {
+    return Subelement<P, std::vector<T>>(Access::GetSet(member), new Subelement_each<T>(this));
+}
+
+template <class T>
+template <class P>
+Subelement_base<P>& Subelement_base<T>::Of(std::optional<T> P::*member) {
+    return Subelement<P, std::optional<T>>(Access::GetSet(member), new Subelement_engaged<T>(this));
+}
+
+template <class T>
 template <class P, class M, class V>
 Subelement_chain<P, T>& Subelement_base<T>::If(M P::*member, V value) {
     return Get_IF<P, M, V, T>(Access::GetSet(member), value, this, true);
@@ -332,7 +446,12 @@ template <class T>
 class Subelement_hash_list {
 public:
     Subelement_hash_list(unsigned int tag_index, const xmlChar* tag)
-        : name(tag), table_size(10), count(0), index(tag_index), table(new Subelement_base<T>*[10]) {}
+        : name(tag),
+          table_size(10),
+          count(0),
+          index(tag_index),
+          repeating(SIZE_MAX),
+          table(new Subelement_base<T>*[10]) {}
     Subelement_hash_list(const Subelement_hash_list&) = delete;
     Subelement_hash_list& operator=(const Subelement_hash_list&) = delete;
     ~Subelement_hash_list() {
@@ -342,15 +461,19 @@ public:
 
     void Add(Subelement_base<T>& item) {
         if (count == table_size) Grow();
+        if (repeating == SIZE_MAX && item.Repeats()) repeating = count;
         table[count++] = &item;
         item.IncrRefCount();
     }
     // The binding for the next occurrence of the tag: the one after those
-    // already taken in this parent (indexes), or null when all are taken.
+    // already taken in this parent (indexes), or null when all are taken. A
+    // binding that repeats is never used up: the rows after it are not
+    // reached.
     const Subelement_base<T>* Which(size_t* indexes) const {
         if (!indexes) return table[0];
         size_t& taken = indexes[index];
-        return taken < count ? table[taken++] : nullptr;
+        if (taken >= count) return nullptr;
+        return taken == repeating ? table[taken] : table[taken++];
     }
     const xmlChar* Name() const { return name; }
     void Dump_elements(int indent) const {
@@ -370,6 +493,8 @@ private:
     size_t table_size;
     size_t count;
     size_t index;
+    // The position of the first binding that repeats; SIZE_MAX when none does.
+    size_t repeating;
     Subelement_base<T>** table;
 };
 
