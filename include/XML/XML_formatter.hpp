@@ -45,7 +45,21 @@
 //   does not read these back ("Bad character").
 // - Formatter(const char*) and Formatter(const xmlChar*) are the stock
 //   formatter with that format string; Formatter(const Value_hash<T>&) and
-//   Formatter(TIME_MODE) are described at Value_names and Time below.
+//   Formatter(TIME_MODE) are described at Value_names and Time below. A
+//   Formatter<bool> reads and writes the words of Bool_hash by default.
+//   Formatters of std::vector, std::array (List) and std::optional
+//   (Optional) take the arguments of a formatter of their item type.
+// - Integers: long keeps the limits of 12 decimal and 8 hexadecimal digits
+//   whatever its width, and wraps like the narrower types. long long and
+//   unsigned long long (Tessel::int64, Tessel::uint64) read every value of
+//   their range; a decimal value beyond it, or more than 64 bits, is an
+//   error ("Value out of range: ..."), never a wrap. Hexadecimal text gives a
+//   long long its bits, so "FFFFFFFFFFFFFFFF" reads as -1, as "%X" writes it.
+// - A std::string takes the whole rest of the text, white space removed at
+//   both ends; the format's prefix and suffix must surround it and are taken
+//   off ("id-%s" reads " id-42 " as "42"). It is written verbatim between
+//   them. Only strings without white space at their ends read back as
+//   written.
 #ifndef TESSEL_XML_FORMATTER_HPP
 #define TESSEL_XML_FORMATTER_HPP
 

@@ -22,7 +22,9 @@
 // A row's binding composes left to right: an entry leads to a descriptor
 // (Subelement(info)), .Of(&P::m) applies a binding to member m of P, .If and
 // .IfNot guard it with a test of a member, and Subelement(&P::m, "tag",
-// format) is a primitive child element holding member m as text. Each row is
+// format) is a primitive child element holding member m as text, where the
+// format is a format string, a time mode or, for a bool or an enumeration,
+// a Value_hash of names: Subelement(&P::mode, "mode", mode_names). Each row is
 // an aggregate holding its binding: write it in braces.
 //
 // Tags. The tag of a row is the name of the descriptor at the end of its
@@ -38,6 +40,32 @@
 // takes the value (.If) or its negation (.IfNot); another member takes the
 // value for .If and is left alone for .IfNot. Writing writes the element only
 // when the member compares to the value as the condition says.
+//
+// Containers and optionals. A std::vector<M> member bound to a tag,
+// Subelement(&P::values, "v") for a primitive M (std::string included) or
+// Subelement(item_info).Of(&P::items) for a described structure, takes every
+// occurrence of the tag in order, once the earlier rows with that tag have
+// taken theirs (rows after it with the same tag are never reached). Each
+// element is read into a new, value-initialised M and appended when it
+// completes; one that fails is not appended. A std::optional<M> member
+// (Subelement(&P::opt, "o"), .Of(&P::opt)) is read the same way and engaged
+// with the element's value. Both are written only for what they hold: one
+// element per item, none for an empty vector or optional.
+// Subelement_list(&P::flags, "flags") binds a std::vector or std::array to
+// one element whose text lists the items: <flags>1 0 1 1</flags>.
+//
+//     struct Unit { std::vector<long> readings; std::vector<Pos> stops;
+//                   std::optional<std::string> note; std::array<int, 4> flags; };
+//     const Tessel::Subelement_table<Unit> unit_rows[] = {
+//         {Tessel::Subelement(&Unit::readings, "r")},        // <r>1</r><r>2</r>...
+//         {Tessel::Subelement(pos_info).Of(&Unit::stops)},   // <pos>...</pos><pos>...</pos>
+//         {Tessel::Subelement(&Unit::note, "note")},         // <note> when engaged
+//         {Tessel::Subelement_list(&Unit::flags, "flags")},  // <flags>1 0 1 1</flags>
+//     };
+//
+// Like a bit-field's store (below), the append or the engaging takes the
+// place of the element descriptor's Commit; its Finalize still runs and can
+// refuse the element.
 //
 // Bit-fields (SubelementBitfield) are read through a temporary: the child
 // element works on a copy initialised from the member, stored back by a
