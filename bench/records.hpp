@@ -3,15 +3,18 @@
 // <rec> and of the nested <pos>) and a deterministic source of records, the
 // same sequence in every run and every program.
 //
-// The element of one record:
-//     <rec id="1" kind="3"><seq>123</seq><addr>0x1F</addr><mask>00A2</mask>
-//     <value>-12.34</value><pos><x>5</x><y>-6</y></pos></rec>
+// The element of one record (on one line):
+//     <rec id="1" kind="3"><seq>000000000123</seq><addr>0x1F</addr><mask>00A2</mask>
+//     <value>-12.34</value><flags>1 0 1 1</flags><name>pump &amp; valve 3</name>
+//     <pos><x>5</x><y>-6</y></pos></rec>
 #ifndef TESSEL_BENCH_RECORDS_HPP
 #define TESSEL_BENCH_RECORDS_HPP
 
 #include "XML/Tessel.hpp"
 
+#include <array>
 #include <cstdint>
+#include <string>
 
 namespace bench {
 
@@ -25,6 +28,8 @@ struct Rec {
     unsigned long addr;
     unsigned int mask;
     double value;
+    std::array<int, 4> flags;
+    std::string name;
     Pos pos;
 };
 
@@ -44,9 +49,11 @@ const Tessel::Info<Pos> pos_info("pos", pos_rows);
 
 const Tessel::Subelement_table<Rec> rec_rows[] = {
     {Tessel::Subelement(&Rec::seq, "seq")},              // up to 12 decimal digits
-    {Tessel::Subelement(&Rec::addr, "addr", "0x%X")},    // "0x" and up to 10 hex digits
+    {Tessel::Subelement(&Rec::addr, "addr", "0x%X")},    // "0x" and up to 8 hex digits
     {Tessel::Subelement(&Rec::mask, "mask", "%04X")},    // 4 hex digits
     {Tessel::Subelement(&Rec::value, "value", "%.2d")},  // a fraction of two digits
+    {Tessel::Subelement_list(&Rec::flags, "flags")},     // four 0/1 numbers, "1 0 1 1"
+    {Tessel::Subelement(&Rec::name, "name")},            // the text, trimmed at both ends
     {Tessel::Subelement(pos_info).Of(&Rec::pos)},        // <pos><x/><y/></pos>, filled in place
 };
 
@@ -59,10 +66,13 @@ public:
         Rec rec{};
         rec.id = ++id;
         rec.seq = static_cast<long>(Draw() % 1000000000000u);
-        rec.addr = Draw() & 0xFFFFFFFFFFu;
+        rec.addr = Draw() & 0xFFFFFFFFu;  // an unsigned long reads 8 hex digits at most
         rec.mask = static_cast<unsigned int>(Draw() & 0xFFFF);
         cents = static_cast<long>(Draw() % 200000000) - 100000000;
         rec.value = cents / 100.0;
+        const std::uint64_t bits = Draw();
+        for (size_t i = 0; i < rec.flags.size(); ++i) rec.flags[i] = static_cast<int>(bits >> i & 1);
+        rec.name = Name();
         rec.pos.x = static_cast<long>(Draw() % 100001) - 50000;
         rec.pos.y = static_cast<long>(Draw() % 100001) - 50000;
         rec.kind = id % 4 == 0 ? default_kind : static_cast<long>(Draw() % default_kind);
@@ -79,6 +89,23 @@ private:
         state ^= state >> 7;
         state ^= state << 17;
         return state;
+    }
+
+    // One to three words of a small list, joined by " " or, one time in
+    // four, by " & " ("pump & valve 3").
+    std::string Name() {
+        static const char* const words[] = {"pump", "valve", "tank", "filter", "north", "south", "2", "3"};
+        std::uint64_t bits = Draw();
+        const int count = 1 + static_cast<int>(bits % 3);
+        bits /= 3;
+        std::string name = words[bits & 7];
+        for (int i = 1; i < count; ++i) {
+            bits >>= 3;
+            name += (bits & 3) == 0 ? " & " : " ";
+            bits >>= 2;
+            name += words[bits & 7];
+        }
+        return name;
     }
 
     std::uint64_t state = 0x9E3779B97F4A7C15u;

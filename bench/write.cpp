@@ -17,16 +17,13 @@
 //     build/bench/bench_write --benchmark_filter='^BM_(Typed|By_hand)/'
 // Logging threads:
 //     build/bench/bench_write --benchmark_filter='Threads'
-// Instructions per record, one side per process (each command on one line);
-// only the writing function is counted:
-//     valgrind --tool=callgrind --toggle-collect='*Write_typed*' --callgrind-out-file=typed.out
-//         build/bench/bench_write --benchmark_filter='Typed/null' --benchmark_min_time=0.001
-//     valgrind --tool=callgrind --toggle-collect='*Write_by_hand*' --callgrind-out-file=hand.out
-//         build/bench/bench_write --benchmark_filter='By_hand/null' --benchmark_min_time=0.001
-//     callgrind_annotate --inclusive=yes typed.out | head -40
-// then divide the total by the calls of Write_typed (or Write_by_hand), the
-// start-up comparison's call included, times 10,000. The breakdown of the
-// typed side is in the same output.
+// Instructions per record, one side per callgrind process writing to
+// /dev/null, counting only inside the writing function (Write_typed or
+// Write_by_hand, the start-up comparison's call included), for the build in
+// build/:
+//     bench/instructions.sh build write
+// The breakdown of the typed side is in the callgrind output the script keeps:
+//     callgrind_annotate --inclusive=yes /tmp/tessel_callgrind_Write_typed.out | head -40
 #include "records.hpp"
 
 #include "XML/Tessel.hpp"
@@ -130,6 +127,9 @@ xmlNodePtr Build(const Rec& rec) {
     Add_text_child(node, "mask", text);
     std::snprintf(text, sizeof text, "%.2f", rec.value);
     Add_text_child(node, "value", text);
+    std::snprintf(text, sizeof text, "%d %d %d %d", rec.flags[0], rec.flags[1], rec.flags[2], rec.flags[3]);
+    Add_text_child(node, "flags", text);
+    Add_text_child(node, "name", rec.name.c_str());
     Add_pos(node, rec.pos);
     return node;
 }
@@ -281,6 +281,7 @@ void Run(benchmark::State& state, Target target, size_t count) {
         Write_split(*file, records, count);
     }
     file.reset();
+    state.counters["records"] = static_cast<double>(records.size());  // per document
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(records.size()));
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(reference.bytes));
 }
