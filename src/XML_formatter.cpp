@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
+#include <new>
 #include <type_traits>
 
 namespace Tessel {
@@ -105,14 +106,6 @@ inline xmlChar* skip_space(xmlChar* p) {
 
 // a + b, or SIZE_MAX when the sum does not fit (the allocation then fails).
 size_t add(size_t a, size_t b) { return a > SIZE_MAX - b ? SIZE_MAX : a + b; }
-
-// The text of the reader's current node. The reader's string reading gives
-// nothing for a CDATA node, whose content is its value.
-xmlChar* reader_text(xmlTextReaderPtr reader) {
-    xmlChar* text = xmlTextReaderReadString(reader);
-    if (!text && xmlTextReaderNodeType(reader) == XML_READER_TYPE_CDATA) text = xmlTextReaderValue(reader);
-    return text;
-}
 
 // Reads the decimal digits at p into number, capped at format_info::max_width;
 // returns the first character after them.
@@ -223,18 +216,51 @@ void format_info::Dump() const {
 
 // ---- Scanner -----------------------------------------------------------------
 
-Scanner::Scanner(xmlTextReaderPtr reader) : buff(reader_text(reader)), ptr(buff), error_msg(nullptr) {}
+// A text node's or a CDATA node's own text is copied without libxml2 making a
+// copy first (its string reading gives nothing for CDATA); the text of other
+// nodes is collected by libxml2.
+Scanner::Scanner(xmlTextReaderPtr reader) : buff(nullptr), ptr(nullptr), error_msg(nullptr), borrowed(false) {
+    const xmlNode* node = xmlTextReaderCurrentNode(reader);
+    if (node && (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE))
+        Copy(node->content);
+    else
+        buff = ptr = xmlTextReaderReadString(reader);
+}
 
-Scanner::Scanner(xmlNodePtr node) : buff(xmlNodeGetContent(node)), ptr(buff), error_msg(nullptr) {}
+Scanner::Scanner(xmlNodePtr node)
+    : buff(xmlNodeGetContent(node)), ptr(buff), error_msg(nullptr), borrowed(false) {}
 
-Scanner::Scanner(xmlAttrPtr attr)
-    : buff(xmlNodeGetContent(reinterpret_cast<xmlNodePtr>(attr))), ptr(buff), error_msg(nullptr) {}
+// An attribute value of one text node, as most are, is copied directly.
+Scanner::Scanner(xmlAttrPtr attr) : buff(nullptr), ptr(nullptr), error_msg(nullptr), borrowed(false) {
+    const xmlNode* text = attr ? attr->children : nullptr;
+    if (text && !text->next && text->type == XML_TEXT_NODE)
+        Copy(text->content);
+    else
+        buff = ptr = xmlNodeGetContent(reinterpret_cast<xmlNodePtr>(attr));
+}
 
-Scanner::Scanner(const xmlChar* text) : buff(xmlStrdup(text)), ptr(buff), error_msg(nullptr) {}
+Scanner::Scanner(const xmlChar* text) : buff(nullptr), ptr(nullptr), error_msg(nullptr), borrowed(false) {
+    Copy(text);
+}
 
-Scanner::~Scanner() {
-    if (buff) xmlFree(buff);
-    delete[] error_msg;
+void Scanner::Own() {
+    const size_t offset = static_cast<size_t>(ptr - buff);
+    borrowed = false;
+    Copy(buff);
+    ptr = buff + offset;
+}
+
+void Scanner::Copy(const xmlChar* text) {
+    if (!text) return;
+    const size_t length = std::strlen(reinterpret_cast<const char*>(text));
+    if (length < sizeof small) {
+        std::memcpy(small, text, length + 1);
+        buff = small;
+    } else {
+        buff = xmlStrndup(text, static_cast<int>(length));
+        if (!buff) throw std::bad_alloc();
+    }
+    ptr = buff;
 }
 
 bool Scanner::Error(const char* format, ...) {
@@ -251,6 +277,7 @@ bool Scanner::Error(const char* format, ...) {
 
 const xmlChar* Scanner::BiteOffString() {
     if (!buff) return nullptr;
+    if (borrowed) Own();
     xmlChar* word = ptr;
     while (*ptr && !is_space(*ptr)) ++ptr;
     xmlChar* end = ptr;
@@ -264,7 +291,7 @@ unsigned int Scanner::Invalid(bool& ok) {
     return value;
 }
 
-bool Scanner::More() const { return ptr && *skip_space(ptr); }
+bool Scanner::More_after_space() const { return *skip_space(ptr); }
 
 void Scanner::Consume() {
     if (ptr) ptr += std::strlen(reinterpret_cast<const char*>(ptr));

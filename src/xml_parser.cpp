@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 namespace Tessel {
 
@@ -118,6 +119,14 @@ void trace(const char* format, ...) {
 }
 
 const char* Printable(const xmlChar* text) { return text ? reinterpret_cast<const char*>(text) : "(null)"; }
+
+// Whether an attribute is one the engine passes over; the few such names are
+// told apart by their first character before the table is consulted.
+bool Skipped(const xmlChar* name) {
+    for (const XML_attr& skipped : XML_attr_table)
+        if (static_cast<xmlChar>(skipped.name[0]) == name[0]) return XML_attr_hash.Lookup(name) != nullptr;
+    return false;
+}
 
 const char* Type_name(int type) { return type >= 0 && type < 18 ? node_types[type] : "UNKNOWN"; }
 
@@ -265,6 +274,67 @@ void Add_children(xmlNodePtr parent, xmlNodePtr node) {
 // ---------------------------------------------------------------------------
 // The parse engine.
 
+namespace {
+
+// The blocks kept for reuse on one thread: a list for every size up to
+// granule * sizes. A list never holds more blocks than were in use at once,
+// which the nesting of elements bounds (libxml2 stops at depth 256). The
+// lists are plain thread storage, reached without a guard; the first block
+// kept on a thread registers the release of its lists at the thread's end.
+constexpr size_t granule = 16, sizes = 32;
+
+struct Block {
+    Block* next;
+};
+struct Recycled_lists {
+    Block* lists[sizes];
+    bool release_registered;
+};
+// The library is linked at start-up, so its few bytes of thread storage can
+// be reached directly rather than through a lookup on every access.
+__attribute__((tls_model("initial-exec"))) thread_local Recycled_lists recycled;
+
+struct Releaser {
+    ~Releaser() {
+        for (Block*& list : recycled.lists)
+            while (list) {
+                Block* next = list->next;
+                ::operator delete(list);
+                list = next;
+            }
+    }
+};
+thread_local Releaser releaser;
+
+// The list of blocks of size bytes (rounded up); sizes for larger blocks.
+size_t Size_class(size_t size) { return size ? (size - 1) / granule : 0; }
+
+}  // namespace
+
+void* detail::Recycled_new(size_t size) {
+    const size_t size_class = Size_class(size);
+    if (size_class >= sizes) return ::operator new(size);
+    Block* block = recycled.lists[size_class];
+    if (!block) return ::operator new((size_class + 1) * granule);
+    recycled.lists[size_class] = block->next;
+    return block;
+}
+
+void detail::Recycled_delete(void* memory, size_t size) noexcept {
+    const size_t size_class = Size_class(size);
+    if (size_class >= sizes) {
+        ::operator delete(memory);
+        return;
+    }
+    if (!recycled.release_registered) {
+        static_cast<void>(&releaser);  // constructs it, and so registers its destructor
+        recycled.release_registered = true;
+    }
+    Block* block = static_cast<Block*>(memory);
+    block->next = recycled.lists[size_class];
+    recycled.lists[size_class] = block;
+}
+
 bool Process(Input_data& input) {
     std::unique_ptr<Instance_base> top(root.Get_instance(input));
     const bool completed = top->Process_contents();
@@ -286,11 +356,16 @@ bool Instance_base::Process_contents() {
         if (!stream.Next_node()) return false;
         own = xmlTextReaderCurrentNode(reader);
     }
+    depth = xmlTextReaderDepth(reader);  // where a failed element is passed over from
     if (!Read_attribs(own)) return false;
+    const bool whole = Whole_text();
+    // The element's text nodes, joined, when it takes its text whole.
+    std::optional<std::string> pieces;
+    if (whole) pieces.emplace();
     if (xmlTextReaderIsEmptyElement(reader) == 1)
-        return (Read_whole_text() && Do_finalize()) || !stream.abort_on_error;
+        return ((!whole || Read_whole_text(*pieces)) && Do_finalize()) || !stream.abort_on_error;
 
-    const int own_depth = xmlTextReaderDepth(reader);
+    const int own_depth = depth;
     bool failed = false;
     for (;;) {
         if (!stream.Next_node()) {
@@ -305,7 +380,7 @@ bool Instance_base::Process_contents() {
         switch (type) {
             case XML_READER_TYPE_ELEMENT: ok = Read_child(xmlTextReaderConstName(reader)); break;
             case XML_READER_TYPE_TEXT:
-            case XML_READER_TYPE_CDATA: ok = Whole_text() ? Gather_text() : Read_text(); break;
+            case XML_READER_TYPE_CDATA: ok = whole ? Gather_text(*pieces) : Read_text(); break;
             case XML_READER_TYPE_COMMENT:
             case XML_READER_TYPE_DOCUMENT_TYPE:
             case XML_READER_TYPE_WHITESPACE:
@@ -313,7 +388,7 @@ bool Instance_base::Process_contents() {
             case XML_READER_TYPE_END_ELEMENT:
                 if (xmlTextReaderDepth(reader) != own_depth) break;
                 if (!failed)
-                    failed = !Read_whole_text() || !Do_finalize();
+                    failed = (whole && !Read_whole_text(*pieces)) || !Do_finalize();
                 else
                     Trace_failure();
                 if (!failed || !stream.abort_on_error) return true;
@@ -324,16 +399,17 @@ bool Instance_base::Process_contents() {
         if (!ok) {
             failed = true;
             if (stream.abort_on_error) return false;
+            // Only a failure can leave the reader above this element.
+            if (xmlTextReaderDepth(reader) < own_depth) return true;
         }
-        if (xmlTextReaderDepth(reader) < own_depth) return true;
     }
 }
 
 bool Instance_base::Read_child(const xmlChar* child_name) {
     std::unique_ptr<Instance_base> child(Get_subinstance(child_name));
     if (child) {
-        const int child_depth = xmlTextReaderDepth(stream);
         if (child->Process_contents()) return true;
+        const int child_depth = child->depth;
         child.reset();
         if (!stream.abort_on_error) Pass_over(child_depth);
         return false;
@@ -347,22 +423,20 @@ bool Instance_base::Read_child(const xmlChar* child_name) {
 }
 
 bool Instance_base::Read_text() {
-    Format::Scanner text(static_cast<xmlTextReaderPtr>(stream));
+    // The text or CDATA node's own text, read in place.
+    Format::Scanner text(xmlTextReaderCurrentNode(stream)->content, Format::Scanner::Borrow());
     for (int items = 0; text.More(); ++items)
         if (!Read_item(text, items)) return false;
     return true;
 }
 
-bool Instance_base::Gather_text() {
-    Format::Scanner piece(static_cast<xmlTextReaderPtr>(stream));
-    if (const char* text = piece) pieces += text;
+bool Instance_base::Gather_text(std::string& pieces) {
+    if (const xmlChar* text = xmlTextReaderConstValue(stream)) pieces += reinterpret_cast<const char*>(text);
     return true;
 }
 
-bool Instance_base::Read_whole_text() {
-    if (!Whole_text()) return true;
-    Format::Scanner text(reinterpret_cast<const xmlChar*>(pieces.c_str()));
-    pieces.clear();
+bool Instance_base::Read_whole_text(const std::string& pieces) {
+    Format::Scanner text(reinterpret_cast<const xmlChar*>(pieces.c_str()), Format::Scanner::Borrow());
     return Read_item(text, 0);
 }
 
@@ -417,13 +491,17 @@ bool Instance_base::Read_attribs(xmlNodePtr node) {
     // document type node) the same slot holds something else.
     if (!node || node->type != XML_ELEMENT_NODE) return true;
     for (xmlAttrPtr attr = node->properties; attr; attr = attr->next)
-        if (!XML_attr_hash.Lookup(attr->name)) Read_attribute(attr);
+        if (!Skipped(attr->name)) Read_attribute(attr);
     return true;
 }
 
 void Instance_base::Read_attribute(xmlAttrPtr attr) {
-    Format::Scanner value(attr);
-    const xmlChar* text = value.Save();
+    // A value of one text node, as most are, is read in place.
+    const xmlNode* single = attr->children && !attr->children->next ? attr->children : nullptr;
+    Format::Scanner value = single && single->type == XML_TEXT_NODE
+                                ? Format::Scanner(single->content, Format::Scanner::Borrow())
+                                : Format::Scanner(attr);
+    const xmlChar* text = value;
     if (stream.log_processing) trace("attr %s value %s\n", attr->name, text);
     if (!Attribute(attr->name, value))
         stream.Error_handler("Error reading attrib \"%s\"=\"%s\" for %s: %s",

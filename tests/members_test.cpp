@@ -33,6 +33,7 @@ struct Unit {
     std::optional<long> rev;
     Mode mode;
     bool active;
+    std::vector<int> codes;
     std::string id;
     std::string label;
     int64 total;
@@ -59,7 +60,10 @@ const Attrib::Entry<Unit> tag_attr("tag", Get_Access<Unit, std::string>(Access::
 const Attrib::Entry<Unit> rev_attr("rev", Get_Access<Unit, std::optional<long>>(Access::GetSet(&Unit::rev)));
 const Attrib::Entry<Unit> mode_attr("mode", Get_Access<Unit, Mode>(Access::GetSet(&Unit::mode), modes));
 const Attrib::Entry<Unit> active_attr("active", Get_Access<Unit, bool>(Access::GetSet(&Unit::active)));
-const Attrib::Attrib_Table<Unit> unit_attr_rows[] = {{tag_attr}, {rev_attr}, {mode_attr}, {active_attr}};
+const Attrib::Entry<Unit> codes_attr("codes",
+                                     Get_Access<Unit, std::vector<int>>(Access::GetSet(&Unit::codes)));
+const Attrib::Attrib_Table<Unit> unit_attr_rows[] = {
+    {tag_attr}, {rev_attr}, {mode_attr}, {active_attr}, {codes_attr}};
 const Attrib::Attrib_Hash<Unit> unit_attrs(unit_attr_rows);
 
 const Subelement_table<Unit> unit_rows[] = {
@@ -102,8 +106,8 @@ std::string Joined(const T& items) {
 std::string Show(const Unit& u) {
     std::ostringstream out;
     out << u.tag << "|" << (u.rev ? std::to_string(*u.rev) : "-") << "|" << int(u.mode) << u.active << "|"
-        << u.id << "|" << u.label << "|" << u.total << "|" << u.mask << "|" << u.on << int(u.state) << "|"
-        << u.first << "|" << Joined(u.readings) << "|" << Joined(u.notes) << "|";
+        << Joined(u.codes) << "|" << u.id << "|" << u.label << "|" << u.total << "|" << u.mask << "|" << u.on
+        << int(u.state) << "|" << u.first << "|" << Joined(u.readings) << "|" << Joined(u.notes) << "|";
     for (const Part& p : u.parts) out << p.name << "/" << p.count << ",";
     out << "|" << u.comment.value_or("-") << "|"
         << (u.spare ? u.spare->name + "/" + std::to_string(u.spare->count) : "-") << "|" << Joined(u.flags)
@@ -116,7 +120,8 @@ const std::string prolog =
     "<!ELEMENT label ANY><!ELEMENT total ANY><!ELEMENT mask ANY><!ELEMENT on ANY><!ELEMENT state ANY>"
     "<!ELEMENT r ANY><!ELEMENT note ANY><!ELEMENT part ANY><!ELEMENT comment ANY><!ELEMENT spare ANY>"
     "<!ELEMENT flags ANY><!ELEMENT levels ANY><!ELEMENT zz EMPTY><!ENTITY pump \"pump &#38;amp; valve\">"
-    "<!ATTLIST unit tag CDATA #IMPLIED rev CDATA #IMPLIED mode CDATA #IMPLIED active CDATA #IMPLIED>"
+    "<!ATTLIST unit tag CDATA #IMPLIED rev CDATA #IMPLIED mode CDATA #IMPLIED active CDATA #IMPLIED codes "
+    "CDATA #IMPLIED>"
     "<!ATTLIST part count CDATA #IMPLIED><!ATTLIST spare count CDATA #IMPLIED>]><units>";
 
 // Reads the units of prolog + body + "</units>" into committed: "ok " or
@@ -146,33 +151,19 @@ std::string Written(const Unit& unit) {
 // are written and read back unchanged; an empty optional or repeated vector
 // writes nothing, an empty list an empty element.
 TEST(Members, WrittenUnitsReadBack) {
-    const Unit full{"A&<\"'>",
-                    3,
-                    Mode::manual,
-                    true,
-                    "42",
-                    "pump & valve <3> \"é\"",
-                    INT64_MIN,
-                    UINT64_MAX,
-                    true,
-                    Mode::automatic,
-                    9,
-                    {-1, 12345678901},
-                    {"first note", "x"},
-                    {{"bolt", 2}, {"nut", 5}},
-                    "a comment",
-                    Part{"spare part", 1},
-                    {1, 0, 1, 1},
-                    {0.5, -2.0}};
-    const Unit empty{
-        "", std::nullopt, Mode::off, false, "",           "",           INT64_MAX,    0, false, Mode::off,
-        -7, {},           {},        {},    std::nullopt, std::nullopt, {0, 0, 0, 0}, {}};
+    // clang-format off
+    const Unit full{"A&<\"'>", 3, Mode::manual, true, {1, -2, 3}, "42", "pump & valve <3> \"\xC3\xA9\"",
+                    INT64_MIN, UINT64_MAX, true, Mode::automatic, 9, {-1, 12345678901}, {"first note", "x"},
+                    {{"bolt", 2}, {"nut", 5}}, "a comment", Part{"spare part", 1}, {1, 0, 1, 1}, {0.5, -2.0}};
+    const Unit empty{"", std::nullopt, Mode::off, false, {}, "", "", INT64_MAX, 0, false, Mode::off, -7, {}, {}, {},
+                     std::nullopt, std::nullopt, {0, 0, 0, 0}, {}};
+    // clang-format on
     const std::string full_text = Written(full), empty_text = Written(empty);
     for (const char* part :
          {"<mask>FFFFFFFFFFFFFFFF</mask>", "<on>true</on>", "<state>auto</state>",
           "<r>9</r><r>-1</r><r>12345678901</r>", "<id>id-42</id>", "<flags>1 0 1 1</flags>",
           "<levels>0.5 -2.0</levels>", "<part count=\"2\">bolt</part><part count=\"5\">nut</part>",
-          " active=\"true\"", " mode=\"manual\""})
+          " active=\"true\"", " mode=\"manual\"", " codes=\"1 -2 3\""})
         EXPECT_NE(full_text.find(part), std::string::npos) << part << " in " << full_text;
     for (const char* absent : {"rev=", "<note", "<part", "<comment", "<spare"})
         EXPECT_EQ(empty_text.find(absent), std::string::npos) << absent << " in " << empty_text;

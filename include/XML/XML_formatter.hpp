@@ -124,8 +124,10 @@ struct format_info {
     static const format_info invalid;
 };
 
-// The text of one element or attribute with a cursor. Each Scan reads one value
-// at the cursor and leaves the cursor after what it consumed. A failure
+// The text of one element or attribute with a cursor. The scanner holds its
+// own copy of the text: a short one in the scanner itself, a longer one
+// allocated. Each Scan reads one value at the cursor and leaves the cursor
+// after what it consumed. A failure
 // returns false, leaves the target untouched and records a message that
 // Error_msg() returns until the next failure. The scanner never reads past the
 // end of its text. It is never copied (a copy would share the text).
@@ -136,7 +138,18 @@ public:
     Scanner(xmlAttrPtr attr);
     // Over a copy of text (null reads as no text).
     explicit Scanner(const xmlChar* text);
-    ~Scanner();
+    // Over text itself, which must stay unchanged while the scanner lives:
+    // the parse engine reads a node's text in place. The scanner copies the
+    // text the first time it needs to write into it (Save, BiteOffString).
+    struct Borrow {};
+    Scanner(const xmlChar* text, Borrow)
+        : buff(const_cast<xmlChar*>(text)), ptr(buff), error_msg(nullptr), borrowed(text != nullptr) {}
+    // Inline, like the borrowing constructor: the engine makes a scanner for
+    // every text and attribute.
+    ~Scanner() {
+        if (!borrowed && buff != small) xmlFree(buff);
+        if (error_msg) delete[] error_msg;
+    }
     Scanner(const Scanner&) = delete;
     Scanner& operator=(const Scanner&) = delete;
 
@@ -181,19 +194,27 @@ public:
 
     // Reads "INVALID(n)"; the result is meaningful only when ok is true.
     unsigned int Invalid(bool& ok);
-    // True when non-white text remains at the cursor.
-    bool More() const;
+    // True when non-white text remains at the cursor. Inline for the common
+    // cases, the end of the text or a printable character at the cursor.
+    bool More() const {
+        if (!ptr || !*ptr) return false;
+        return (*ptr > ' ' && *ptr < 0x7F) || More_after_space();
+    }
     // Moves the cursor to the end of the text.
     void Consume();
 
     operator const xmlChar*() const { return ptr; }
     operator const char*() const { return reinterpret_cast<const char*>(ptr); }
-    xmlChar* Save() { return ptr; }
+    xmlChar* Save() {
+        if (borrowed) Own();
+        return ptr;
+    }
     // Makes position (from Save() on this scanner) the cursor; returns the
     // cursor as it was.
     xmlChar* Reset(xmlChar* position);
 
 private:
+    bool More_after_space() const;
     bool Prefix(const format_info& fi);
     bool Suffix(const format_info& fi);
     bool Scan(void* block, size_t size, const format_info& fi);
@@ -205,10 +226,19 @@ private:
     bool Read_signed(T& value, const format_info& fi);
     template <class T>
     bool Read_unsigned(T& value, const format_info& fi);
+    // Makes buff a copy of text (null for null).
+    void Copy(const xmlChar* text);
+    // Replaces borrowed text with a copy, keeping the cursor's place.
+    void Own();
 
     xmlChar* buff;
     xmlChar* ptr;
     char* error_msg;
+    // The copy of a short text, which most element texts and attribute
+    // values are: no allocation for them.
+    xmlChar small[48];
+    // True while buff is the caller's text rather than the scanner's copy.
+    bool borrowed;
 };
 
 template <class T>
@@ -531,13 +561,16 @@ public:
     bool Read(Scanner& scanner, C& value) const override {
         C items{};
         size_t count = 0;
-        xmlChar* p = Skip_space(scanner.Save());
+        // Numbers are read where they stand; other items (names, strings)
+        // from their word alone, which needs a text the scanner may write.
+        xmlChar* p = Skip_space(in_place ? const_cast<xmlChar*>(static_cast<const xmlChar*>(scanner))
+                                         : scanner.Save());
         while (p && *p) {
             M* slot = Slot(items, count);
             if (!slot) return scanner.Error("Expected %zu items, found more", count);
             xmlChar* end = p;
-            while (*end && !std::isspace(*end)) ++end;
-            if (!Read_word(scanner, p, end, *slot)) return false;
+            while (*end && !Is_space(*end)) ++end;
+            if (!Read_item(scanner, p, end, *slot)) return false;
             ++count;
             p = Skip_space(end);
         }
@@ -558,8 +591,11 @@ public:
     }
 
 private:
+    // The white space of XML: space, tab, line feed and carriage return (and
+    // the two other characters isspace takes in the C locale).
+    static bool Is_space(xmlChar c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
     static xmlChar* Skip_space(xmlChar* p) {
-        while (p && std::isspace(*p)) ++p;
+        while (p && Is_space(*p)) ++p;
         return p;
     }
     // Where item number count goes, or null when the container is full.
@@ -570,23 +606,35 @@ private:
             return count < items.size() ? &items[count] : nullptr;
         }
     }
-    // Reads the word from word to end (exclusive) into slot; the word is
-    // NUL-terminated during the read and the text restored afterwards.
-    bool Read_word(Scanner& scanner, xmlChar* word, xmlChar* end, M& slot) const {
-        const xmlChar saved = *end;
-        *end = 0;
+    // Reads the word from word to end (exclusive) into slot. A word that is
+    // not read in place is NUL-terminated during the read and the text
+    // restored afterwards.
+    bool Read_item(Scanner& scanner, xmlChar* word, xmlChar* end, M& slot) const {
         scanner.Reset(word);
-        bool ok = item.Read(scanner, slot);
-        if (!ok)
-            scanner.Error("Bad item \"%s\": %s", reinterpret_cast<const char*>(word), scanner.Error_msg());
-        else if (scanner.More())
-            ok = scanner.Error("Bad item \"%s\": \"%s\" left over", reinterpret_cast<const char*>(word),
-                               static_cast<const char*>(scanner));
-        *end = saved;
-        return ok;
+        if constexpr (in_place) {
+            return Filled(scanner, item.Read(scanner, slot), word, end);
+        } else {
+            const xmlChar saved = *end;
+            *end = 0;
+            const bool ok = Filled(scanner, item.Read(scanner, slot), word, end);
+            *end = saved;
+            return ok;
+        }
+    }
+    // Whether a read succeeded and took the whole word, recording why not.
+    static bool Filled(Scanner& scanner, bool read, const xmlChar* word, const xmlChar* end) {
+        const int length = static_cast<int>(end - word);
+        const char* text = reinterpret_cast<const char*>(word);
+        if (!read) return scanner.Error("Bad item \"%.*s\": %s", length, text, scanner.Error_msg());
+        const xmlChar* at = scanner;
+        if (at == end) return true;
+        if (at > end) return scanner.Error("Bad item \"%.*s\": read beyond it", length, text);
+        return scanner.Error("Bad item \"%.*s\": \"%.*s\" left over", length, text,
+                             static_cast<int>(end - at), reinterpret_cast<const char*>(at));
     }
 
     static constexpr bool is_vector = std::is_same_v<C, std::vector<M>>;
+    static constexpr bool in_place = std::is_arithmetic_v<M> && !std::is_same_v<M, bool>;
     const Formatter<M> item;
 };
 

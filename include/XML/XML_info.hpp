@@ -205,7 +205,7 @@ public:
     // Reads one item of the element's text ("No text allowed" without an accessor).
     bool Read(Format::Scanner& scanner, T& item) const { return text.Read(scanner, item); }
     // True when the text accessor reads the element's whole text at once.
-    bool Whole_text() const { return text.Whole_text(); }
+    bool Whole_text() const { return whole_text; }
 
     static void dump_attr(const xmlChar* name, const Attrib::Hash_entry<T>&) {
         std::printf("%s=\"\" ", reinterpret_cast<const char*>(name));
@@ -230,7 +230,14 @@ private:
     template <class C>
     Info(const C* path, Subelement_hash<T>* subs, const Attrib::Attrib_Hash<T>* attributes,
          Accessor<T> text_accessor)
-        : Info_base(path), text(text_accessor), sub_hash(subs), attrs(attributes) {}
+        : Info_base(path),
+          text(text_accessor),
+          sub_hash(subs),
+          attrs(attributes),
+          whole_text(text.Whole_text()) {}
+
+    // What the accessor says, asked once: the engine asks for every element.
+    const bool whole_text;
 };
 
 template <class T>
@@ -276,7 +283,8 @@ public:
     template <class C>
     explicit Info_primative(const C* path) : Info_primative(path, Get_Access<T>()) {}
     template <class C>
-    Info_primative(const C* path, Accessor<T> text_accessor) : Info_base(path), text(text_accessor) {}
+    Info_primative(const C* path, Accessor<T> text_accessor)
+        : Info_base(path), text(text_accessor), whole_text(text.Whole_text()) {}
     Info_primative(const Info_primative&) = delete;
     Info_primative& operator=(const Info_primative&) = delete;
     ~Info_primative() override {}
@@ -300,7 +308,7 @@ public:
         return value.Error("No attributes for %s\n", reinterpret_cast<const char*>(Name()));
     }
     bool Read(Format::Scanner& scanner, T& value) const { return text.Read(scanner, value); }
-    bool Whole_text() const { return text.Whole_text(); }
+    bool Whole_text() const { return whole_text; }
     void Start(T&, Input_data&) const {}
     bool Finalize(T&, Input_data&) const { return true; }
     bool Commit(T&, Input_data&) const { return true; }
@@ -309,6 +317,9 @@ public:
 
 protected:
     const Accessor<T> text;
+
+private:
+    const bool whole_text;
 };
 
 // Prints the whole registry (the outline of `root`) to standard output.

@@ -63,6 +63,7 @@
 #include "XML/XML_info.hpp"
 #include "XML/XML_input_stream.hpp"
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -70,7 +71,21 @@ namespace Tessel {
 
 class Finalize_hook;
 
-class Instance_base {
+namespace detail {
+// Parse instances, their counters and hooks are made and freed for every
+// element, in nested order: freed blocks of up to 512 bytes are kept on the
+// thread that freed them for the next ones.
+void* Recycled_new(size_t size);
+void Recycled_delete(void* block, size_t size) noexcept;
+
+// Allocation through the recycled blocks, for classes of the parse engine.
+struct Recycled {
+    static void* operator new(size_t size) { return Recycled_new(size); }
+    static void operator delete(void* block, size_t size) noexcept { Recycled_delete(block, size); }
+};
+}  // namespace detail
+
+class Instance_base : public detail::Recycled {
 public:
     explicit Instance_base(Input_data& input) : stream(input), depth(0), head(nullptr) {}
     Instance_base(const Instance_base&) = delete;
@@ -118,21 +133,19 @@ private:
     void Pass_over(int child_depth);
     void Read_attribute(xmlAttrPtr attr);
     bool Read_text();
-    bool Gather_text();
-    bool Read_whole_text();
+    bool Gather_text(std::string& pieces);
+    bool Read_whole_text(const std::string& pieces);
     bool Read_item(Format::Scanner& text, int items);
     bool Unhandled(const xmlChar* name, int type);
     void Trace_node(int type) const;
     void Trace_failure() const;
 
     Finalize_hook* head;
-    // The text nodes gathered so far for Whole_text().
-    std::string pieces;
 };
 
 // An action run when the instance it is hooked to is finalized, instead of
 // the instance's Commit(). Allocated with new; owned by that instance.
-class Finalize_hook {
+class Finalize_hook : public detail::Recycled {
 public:
     Finalize_hook() : next(nullptr) {}
     Finalize_hook(const Finalize_hook&) = delete;
@@ -174,15 +187,16 @@ public:
     // Calls the descriptor's Start on item.
     Instance(Input_data& input, const InfoT& descriptor, T& target)
         : Instance_base(input), info(descriptor), item(target), indexes(nullptr) {
-        const size_t tags = info.Tag_count();
-        std::unique_ptr<size_t[]> counters(tags ? new size_t[tags]() : nullptr);
         info.Start(item, stream);
-        indexes = counters.release();
+        if (const size_t tags = info.Tag_count()) {
+            indexes = static_cast<size_t*>(detail::Recycled_new(Counters_size(tags)));
+            std::fill_n(indexes, tags + 1, 0);
+        }
         if (stream.log_processing) detail::Trace_processing(Name(), "Start");
     }
     ~Instance() override {
         if (stream.log_processing) detail::Trace_processing(Name(), "End");
-        delete[] indexes;
+        Free_counters();
     }
 
     Instance_base* Get_subinstance(const xmlChar* name) const override {
@@ -200,6 +214,13 @@ public:
     const InfoT& Info() const { return info; }
 
 private:
+    // One counter per tag, and one more for the binding table's guess of the
+    // tag that comes next.
+    static size_t Counters_size(size_t tags) { return (tags + 1) * sizeof(size_t); }
+    void Free_counters() {
+        if (indexes) detail::Recycled_delete(indexes, Counters_size(info.Tag_count()));
+    }
+
     const InfoT& info;
     T& item;
     size_t* indexes;

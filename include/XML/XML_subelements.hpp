@@ -504,6 +504,7 @@ public:
         return taken == repeating ? table[taken] : table[taken++];
     }
     const xmlChar* Name() const { return name; }
+    size_t Index() const { return index; }
     void Dump_elements(int indent) const {
         for (size_t i = 0; i < count; ++i) table[i]->Dump_elements(indent);
     }
@@ -548,9 +549,15 @@ public:
         return index_counter;
     }
     // The binding for this occurrence of a tag (see Subelement_hash_list::Which).
+    // indexes holds a counter per tag and, after them, the index of the tag
+    // found last.
     const Subelement_base<T>* Lookup(const xmlChar* name, size_t* indexes) const {
-        const Subelement_hash_list<T>* list = Base::Lookup(name);
-        return list ? list->Which(indexes) : nullptr;
+        this->Init_if_needed();
+        const Subelement_hash_list<T>* list = indexes ? Guess(name, indexes[index_counter]) : nullptr;
+        if (!list) list = Base::Lookup(name);
+        if (!list) return nullptr;
+        if (indexes) indexes[index_counter] = list->Index();
+        return list->Which(indexes);
     }
     using Base::Add;
     // Adds a binding under its tag; an anonymous one brings in the rows of
@@ -566,6 +573,7 @@ public:
         if (!list) {
             list = new Subelement_hash_list<T>(static_cast<unsigned int>(index_counter++), name);
             Base::Add(*list, name);
+            by_index.push_back(list);
         }
         list->Add(item);
     }
@@ -601,9 +609,24 @@ private:
     static void dump_an_element(const xmlChar*, const Subelement_hash_list<T>& list, int& indent) {
         list.Dump_elements(indent);
     }
+    // Tags are short: compared in place.
+    static bool Same_name(const xmlChar* a, const xmlChar* b) {
+        while (*a && *a == *b) ++a, ++b;
+        return *a == *b;
+    }
+    // Children mostly come in row order: the tag after the one found last,
+    // then that one again (a repeated tag), are tried before the table.
+    const Subelement_hash_list<T>* Guess(const xmlChar* name, size_t last) const {
+        const size_t count = by_index.size();
+        if (last + 1 < count && Same_name(by_index[last + 1]->Name(), name)) return by_index[last + 1];
+        if (last < count && Same_name(by_index[last]->Name(), name)) return by_index[last];
+        return nullptr;
+    }
 
     const Subelement_table<T>* table;
     mutable size_t index_counter;
+    // The tags' lists in the order of their first rows.
+    mutable std::vector<const Subelement_hash_list<T>*> by_index;
 };
 
 // ---- Typed descriptors' members that need the bindings --------------------
