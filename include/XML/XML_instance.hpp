@@ -65,6 +65,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <string>
 
 namespace Tessel {
@@ -82,6 +83,11 @@ void Recycled_delete(void* block, size_t size) noexcept;
 struct Recycled {
     static void* operator new(size_t size) { return Recycled_new(size); }
     static void operator delete(void* block, size_t size) noexcept { Recycled_delete(block, size); }
+    // Over-aligned classes derived by an application are not recycled.
+    static void* operator new(size_t size, std::align_val_t align) { return ::operator new(size, align); }
+    static void operator delete(void* block, size_t size, std::align_val_t align) noexcept {
+        ::operator delete(block, size, align);
+    }
 };
 }  // namespace detail
 

@@ -1,0 +1,1 @@
+# Debian packages through CPack.
