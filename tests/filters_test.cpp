@@ -72,7 +72,7 @@ struct Channel_watch : FilterChangeCallback_base {
 };
 }  // namespace
 
-TEST(FilterList, WordsChecksAndGrowth) {
+TEST(FilterList, WordsChecksGrowthAndCopies) {
     FilterList list(4);
     EXPECT_EQ(Words_of(list), Words(4, 0));
     EXPECT_FALSE(list.Check(~Filter(0)) || list.Check(~Filter(0), 3));
@@ -102,15 +102,34 @@ TEST(FilterList, WordsChecksAndGrowth) {
     other = empty;
     other[2] = 0x4;
     EXPECT_EQ(Words_of(other), (Words{0, 0, 0x4}));
+
+    // A copy that runs out of memory throws and leaves the chain intact.
+    FilterList source(6);
+    source[5] = 0x20;
+    for (long n = 0;; ++n) {
+        allocations_left = n;
+        try {
+            FilterList copy(source);
+            allocations_left = -1;
+            EXPECT_EQ(Words_of(copy), Words_of(source));
+            break;
+        } catch (const std::bad_alloc&) {
+            allocations_left = -1;
+        }
+        FilterList::Changed();  // walks the whole chain
+    }
 }
 
 // The master list never narrows, and earlier tests (or runs) may have widened
 // it: its width comes from the first call, and the widening is checked beyond.
+// A change callback of the application's own class is called alike while it
+// is linked, and not after it is gone.
 TEST(FilterList, ChangedComputesMasterAndNotifies) {
     static std::vector<Words> masters;  // as given to the change callbacks
     masters.clear();
     FilterChangeCallback callback([](const FilterList& master) { masters.push_back(Words_of(master)); });
     {
+        Linked_callback<Channel_watch> watch;
         FilterList a(4), b(4), wide(0);
         a[0] = 0x1;
         b[0] = 0x4;
@@ -124,6 +143,7 @@ TEST(FilterList, ChangedComputesMasterAndNotifies) {
         FilterList::Changed();
         expected.insert(expected.end(), {0, 0x20});
         EXPECT_EQ(masters.back(), expected);
+        EXPECT_EQ(watch.seen, (std::vector<size_t>{masters[0].size(), expected.size()}));
     }
     FilterList::Changed();  // destroyed lists count until the next Changed()
     ASSERT_EQ(masters.size(), 3u);
@@ -152,38 +172,4 @@ TEST(FilterThreads, ListsAndCallbacksUnderContention) {
     churn.join();
     EXPECT_EQ(faults, 0);
     EXPECT_EQ(calls, workers * iterations / 4);  // every Changed() saw the toggled word
-}
-
-// A copy that runs out of memory throws and leaves the chain intact.
-TEST(FilterList, CopyOutOfMemoryThrowsAndKeepsTheChain) {
-    FilterList source(6);
-    source[5] = 0x20;
-    for (long n = 0;; ++n) {
-        allocations_left = n;
-        try {
-            FilterList copy(source);
-            allocations_left = -1;
-            EXPECT_EQ(Words_of(copy), Words_of(source));
-            break;
-        } catch (const std::bad_alloc&) {
-            allocations_left = -1;
-        }
-        FilterList::Changed();  // walks the whole chain
-    }
-}
-
-// An application's own callback class is called once linked, and not after
-// it is gone.
-TEST(FilterList, LinkedCallbackIsCalledWhileItLives) {
-    std::vector<size_t> seen;
-    {
-        Linked_callback<Channel_watch> watch;
-        FilterList wide(40);
-        wide[0] = 1;
-        FilterList::Changed();
-        seen = watch.seen;
-    }
-    ASSERT_EQ(seen.size(), 1u);
-    EXPECT_GE(seen[0], 40u);
-    FilterList::Changed();  // the callback is unlinked: nothing may call it
 }

@@ -34,8 +34,10 @@ struct Owning_hash : Hash<Item> {
 
 }  // namespace
 
-// A table libxml2 cannot create finds nothing, and the next use creates and fills it.
-TEST(Hash, RowsAndFailedCreation) {
+// A table libxml2 cannot create finds nothing, and the next use creates and
+// fills it. A table of entries added one by one hands those it drops to its
+// cleanup. A value table looks names up both ways.
+TEST(Hash, RowsEntriesCleanupScansAndValueTables) {
     const Hash_table<Item> rows(items);
     const xmlMallocFunc saved = xmlMalloc;
     xmlMalloc = [](size_t) -> void* { return nullptr; };
@@ -44,9 +46,7 @@ TEST(Hash, RowsAndFailedCreation) {
     EXPECT_EQ(while_failing, nullptr);
     EXPECT_EQ(rows.Lookup(X("two")), &items[1]);
     EXPECT_TRUE(rows.Count() == 4 && rows[3] == &items[3] && !rows[4]);
-}
 
-TEST(Hash, EntriesCleanupAndScans) {
     cleaned.clear();
     Item owned[] = {{"a", 1}, {"b", 2}, {"a", 3}, {"c", 4}};
     {
@@ -74,9 +74,8 @@ TEST(Hash, EntriesCleanupAndScans) {
         [](const xmlChar*, const Item& item, std::set<int>& numbers) { numbers.insert(item.number); }, seen);
     EXPECT_EQ(seen, (std::set<int>{1, 2, 4}));
     Hash<Item>().For_all([](const xmlChar*, const Item&) { ADD_FAILURE() << "entry in an empty table"; });
-}
 
-TEST(Value_hash, LookupsBothWays) {
+    // Value tables look names up both ways.
     std::string results;
     for (const char* name : {"true", "good", "1", "false", "bad", "0", "True", "", "yes"}) {
         for (bool value : {false, true})  // the value is left alone when the name is not found

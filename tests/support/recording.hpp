@@ -1,5 +1,5 @@
-// Helpers shared by the input and parser tests: input sources that keep their
-// error records as text.
+// Helpers shared by the suites: input sources that keep their error records as
+// text, readers of documents in memory, and nodes as text.
 #ifndef TESSEL_TEST_SUPPORT_RECORDING_HPP
 #define TESSEL_TEST_SUPPORT_RECORDING_HPP
 
@@ -17,7 +17,8 @@ struct Recording : Source {
     using Source::Source;
     using Tessel::Input_data::Error_handler;
     // Keeps every message, and every record as "SEVERITY message|URI line|XPath|
-    // node name@line parent line|text of the reader's current node".
+    // node name@line parent line|text of the reader's current node"; with
+    // pass_on set, the source's own handler gets the record too.
     void Error_handler(const Tessel::Error_info& r) override {
         xmlChar* text = xmlNodeGetContent(xmlTextReaderCurrentNode(*this));
         const std::string node = r.node.valid
@@ -28,6 +29,7 @@ struct Recording : Source {
                           std::to_string(r.line) + "|" + Copy(r.xpath) + "|" + node + "|" + Copy(text));
         messages += Copy(r.msg) + "|";
         xmlFree(text);
+        if (pass_on) Source::Error_handler(r);
     }
     // Reads until Next_node fails; returns the number of nodes read.
     long Read_all() {
@@ -37,12 +39,23 @@ struct Recording : Source {
     }
     std::vector<std::string> records;
     std::string messages;
+    bool pass_on = false;
 };
 
 // A reader, with the library's options, of a document held in memory (which
 // must outlive it).
 inline xmlTextReaderPtr Reader_for(const std::string& document, const char* uri = "memory.xml") {
     return xmlReaderForDoc(BAD_CAST document.c_str(), uri, nullptr, Tessel::Input_data::reader_options);
+}
+
+// A node (and its subtree) as unindented text; the node is freed.
+inline std::string Dump(xmlNodePtr node) {
+    xmlBufferPtr buffer = xmlBufferCreate();
+    xmlNodeDump(buffer, nullptr, node, 0, 0);
+    std::string text = Copy(xmlBufferContent(buffer));
+    xmlBufferFree(buffer);
+    xmlFreeNode(node);
+    return text;
 }
 
 }  // namespace Tessel_test
