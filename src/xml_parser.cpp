@@ -279,8 +279,9 @@ namespace {
 // The blocks kept for reuse on one thread: a list for every size up to
 // granule * sizes. A list never holds more blocks than were in use at once,
 // which the nesting of elements bounds (libxml2 stops at depth 256). The
-// lists are plain thread storage, reached without a guard; the first block
-// kept on a thread registers the release of its lists at the thread's end.
+// lists are plain thread storage, reached without a guard; the first block a
+// thread allocates registers the release of its lists at the thread's end
+// (engine objects are freed on the thread that made them).
 constexpr size_t granule = 16, sizes = 32;
 
 struct Block {
@@ -306,6 +307,15 @@ struct Releaser {
 };
 thread_local Releaser releaser;
 
+// A new block, registering the release of the thread's lists first.
+void* Allocate(size_t size) {
+    if (!recycled.release_registered) {
+        static_cast<void>(&releaser);  // constructs it, and so registers its destructor
+        recycled.release_registered = true;
+    }
+    return ::operator new(size);
+}
+
 // The list of blocks of size bytes (rounded up); sizes for larger blocks.
 size_t Size_class(size_t size) { return size ? (size - 1) / granule : 0; }
 
@@ -315,7 +325,7 @@ void* detail::Recycled_new(size_t size) {
     const size_t size_class = Size_class(size);
     if (size_class >= sizes) return ::operator new(size);
     Block* block = recycled.lists[size_class];
-    if (!block) return ::operator new((size_class + 1) * granule);
+    if (!block) return Allocate((size_class + 1) * granule);
     recycled.lists[size_class] = block->next;
     return block;
 }
@@ -325,10 +335,6 @@ void detail::Recycled_delete(void* memory, size_t size) noexcept {
     if (size_class >= sizes) {
         ::operator delete(memory);
         return;
-    }
-    if (!recycled.release_registered) {
-        static_cast<void>(&releaser);  // constructs it, and so registers its destructor
-        recycled.release_registered = true;
     }
     Block* block = static_cast<Block*>(memory);
     block->next = recycled.lists[size_class];
@@ -358,7 +364,7 @@ bool Instance_base::Process_contents() {
     }
     depth = xmlTextReaderDepth(reader);  // where a failed element is passed over from
     if (!Read_attribs(own)) return false;
-    const bool whole = Whole_text();
+    const bool whole = whole_text;
     // The element's text nodes, joined, when it takes its text whole.
     std::optional<std::string> pieces;
     if (whole) pieces.emplace();
@@ -523,8 +529,8 @@ void Instance_base::Dump_node(xmlNodePtr node) {
 }
 
 Instance_base* Instance<void, Info<void>>::Get_subinstance(const xmlChar* sub_name) const {
-    const Info_base* sub = info.Find(sub_name);
-    return sub ? sub->Get_instance(stream) : nullptr;
+    if (!last || !xmlStrEqual(last->Name(), sub_name)) last = info.Find(sub_name);
+    return last ? last->Get_instance(stream) : nullptr;
 }
 
 bool Instance<void, Info<void>>::Attribute(const xmlChar*, Format::Scanner& value) {

@@ -88,7 +88,9 @@ struct Recycled {
     static void operator delete(void* block, size_t size) noexcept { Recycled_delete(block, size); }
     /// Over-aligned classes derived by an application are not recycled.
     static void* operator new(size_t size, std::align_val_t align) { return ::operator new(size, align); }
-    static void operator delete(void* block, std::align_val_t align) noexcept { ::operator delete(block, align); }
+    static void operator delete(void* block, std::align_val_t align) noexcept {
+        ::operator delete(block, align);
+    }
 };
 }  // namespace detail
 
@@ -96,7 +98,7 @@ struct Recycled {
 class Instance_base : public detail::Recycled {
 public:
     /// An instance reading from input.
-    explicit Instance_base(Input_data& input) : stream(input), depth(0), head(nullptr) {}
+    explicit Instance_base(Input_data& input) : stream(input), depth(0), whole_text(false), head(nullptr) {}
     Instance_base(const Instance_base&) = delete;
     Instance_base& operator=(const Instance_base&) = delete;
     /// Deletes the attached hooks.
@@ -109,11 +111,6 @@ public:
     virtual bool Attribute(const xmlChar* name, Format::Scanner& value) = 0;
     /// Reads one item of the element's text, or leaves a message and returns false.
     virtual bool Text(Format::Scanner& text) = 0;
-    /// True when Text() is to get the element's whole text in one call at its
-    /// end tag (its text and CDATA nodes joined, comments and processing
-    /// instructions left out, empty when there is none) instead of each text
-    /// node as it comes.
-    virtual bool Whole_text() const { return false; }
     /// Called once the element has been read completely and without errors.
     virtual bool Finalize() = 0;
     /// Called after a successful Finalize() when no hook is attached.
@@ -138,6 +135,11 @@ protected:
     Input_data& stream;
     /// The reader's depth at the element's node, set when its walk starts.
     int depth;
+    /// Set by a derived class's constructor when Text() is to get the
+    /// element's whole text in one call at its end tag (its text and CDATA
+    /// nodes joined, comments and processing instructions left out, empty
+    /// when there is none) instead of each text node as it comes.
+    bool whole_text;
 
 private:
     friend class Finalize_hook;
@@ -201,9 +203,12 @@ public:
     /// Calls the descriptor's Start on item.
     Instance(Input_data& input, const InfoT& descriptor, T& target)
         : Instance_base(input), info(descriptor), item(target), indexes(nullptr) {
+        whole_text = info.Whole_text();
         info.Start(item, stream);
         if (const size_t tags = info.Tag_count()) {
-            indexes = static_cast<size_t*>(detail::Recycled_new(Counters_size(tags)));
+            indexes = tags < inline_counters
+                          ? counters
+                          : static_cast<size_t*>(detail::Recycled_new(Counters_size(tags)));
             std::fill_n(indexes, tags + 1, 0);
         }
         if (stream.log_processing) detail::Trace_processing(Name(), "Start");
@@ -220,7 +225,6 @@ public:
         return info.Attribute(name, value, item);
     }
     bool Text(Format::Scanner& text) override { return info.Read(text, item); }
-    bool Whole_text() const override { return info.Whole_text(); }
     bool Finalize() override { return info.Finalize(item, stream); }
     bool Commit() override { return info.Commit(item, stream); }
     const xmlChar* Name() const override { return info.Name(); }
@@ -233,12 +237,15 @@ private:
     /// tag that comes next.
     static size_t Counters_size(size_t tags) { return (tags + 1) * sizeof(size_t); }
     void Free_counters() {
-        if (indexes) detail::Recycled_delete(indexes, Counters_size(info.Tag_count()));
+        if (indexes && indexes != counters) detail::Recycled_delete(indexes, Counters_size(info.Tag_count()));
     }
 
     const InfoT& info;
     T& item;
     size_t* indexes;
+    /// The counters of an element with few tags, kept here rather than allocated.
+    static constexpr size_t inline_counters = 8;
+    size_t counters[inline_counters];
 };
 
 namespace detail {
@@ -270,7 +277,7 @@ class Instance<void, Info<void>> : public Instance_base {
 public:
     /// An instance of descriptor reading from input.
     Instance(Input_data& input, const Tessel::Info<void>& descriptor)
-        : Instance_base(input), info(descriptor) {}
+        : Instance_base(input), info(descriptor), last(nullptr) {}
     ~Instance() override {}
 
     Instance_base* Get_subinstance(const xmlChar* name) const override;
@@ -285,6 +292,9 @@ public:
 
 private:
     const Tessel::Info<void>& info;
+    /// The descriptor found for the previous child: a document's children
+    /// mostly repeat one tag, which is then not looked up again.
+    mutable const Info_base* last;
 };
 
 }  // namespace Tessel

@@ -93,6 +93,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <typeinfo>
@@ -659,10 +660,10 @@ private:
     static void dump_an_element(const xmlChar*, const Subelement_hash_list<T>& list, int& indent) {
         list.Dump_elements(indent);
     }
-    /// Tags are short: compared in place.
+    /// Tags mostly differ in their first character, compared before the rest.
     static bool Same_name(const xmlChar* a, const xmlChar* b) {
-        while (*a && *a == *b) ++a, ++b;
-        return *a == *b;
+        return *a == *b &&
+               std::strcmp(reinterpret_cast<const char*>(a), reinterpret_cast<const char*>(b)) == 0;
     }
     /// Children mostly come in row order: the tag after the one found last,
     /// then that one again (a repeated tag), are tried before the table.
