@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -46,6 +47,10 @@ const char* Name_of(const char* const (&table)[N], int code) {
 }
 
 const char* Printable(const char* text) { return text != nullptr ? text : "(null)"; }
+
+// libxml2 counts lines and columns in an int, which wraps past 2^31: a count
+// that has wrapped is shown as the largest an int holds.
+long Clamped(int count) { return count < 0 ? INT_MAX : count; }
 
 void Fill(Error_info::Node_info& info, xmlNodePtr node) {
     info.valid = true;
@@ -180,11 +185,16 @@ void Input_data::Report(const char* msg, xmlParserSeverities severity, xmlTextRe
     xmlChar* uri;
     if (locator != nullptr) {
         uri = xmlTextReaderLocatorBaseURI(locator);
-        info.line = xmlTextReaderLocatorLineNumber(locator);
+        info.line = Clamped(xmlTextReaderLocatorLineNumber(locator));
+    } else if (info.node.valid) {
+        // Without a locator the parser's position may be ahead of the node
+        // the diagnostic is about: the node's line is the one to show.
+        uri = xmlTextReaderBaseUri(reader);
+        info.line = info.node.node_line;
     } else {
         uri = xmlTextReaderBaseUri(reader);
-        info.line = xmlTextReaderGetParserLineNumber(reader);
-        info.col = xmlTextReaderGetParserColumnNumber(reader);
+        info.line = Clamped(xmlTextReaderGetParserLineNumber(reader));
+        info.col = Clamped(xmlTextReaderGetParserColumnNumber(reader));
     }
     info.uri = reinterpret_cast<const char*>(uri);
 

@@ -41,14 +41,14 @@ TEST(InputStream, DefaultPrintoutAndMessages) {
     File in((data + "clean.xml").c_str());
     in.pass_on = true;
     ASSERT_TRUE(Read_to(in, "#text", "8"));
-    std::string position = std::to_string(xmlTextReaderGetParserLineNumber(in)) + " col " +
-                           std::to_string(xmlTextReaderGetParserColumnNumber(in));
+    // The parser has read ahead of the node, whose line the record carries.
+    ASSERT_GT(xmlTextReaderGetParserLineNumber(in), 15);
     CaptureStdout();
     CaptureStderr();
     in.Error_handler("Bad %s for %s", XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, "TEXT", "rec");
     EXPECT_EQ(GetCapturedStdout(), "");
     EXPECT_EQ(GetCapturedStderr(), "XML parser VALIDITY_ERROR\nBad TEXT for recfile://localhost/" + data +
-                                       "clean.xml near line " + position +
+                                       "clean.xml near line 15 col 0"
                                        "\nXPATH of error /log/rec/text()\nTEXT \"text\" at line 15\n" +
                                        "Parent ELEMENT \"rec\" at line 15\n");
     EXPECT_TRUE(in.Error_state() && in.Next_node() && !in.Error_state());  // each read clears the state

@@ -67,8 +67,8 @@
 /// nothing in the reader. A document that breaks the schema makes the read that
 /// reaches the offending element fail with a VALIDITY_ERROR record whose node
 /// is that element (name, line and path); libxml2 gives no locator for these,
-/// so the record's line and column are the parser's position, which may be
-/// ahead. (libxml2 2.9 routes schema errors to the handler only when the
+/// so the record carries the element's line (the parser's position may be
+/// ahead). (libxml2 2.9 routes schema errors to the handler only when the
 /// handler is installed before the schema is loaded, as it is here.)
 ///
 /// Expand() reads the current node's whole subtree into memory, so that it can
@@ -139,9 +139,13 @@ struct Error_info {
     const char* msg;
     /// The URI of the document.
     const char* uri;
-    /// The line the diagnostic was raised at.
+    /// The line the diagnostic was raised at: libxml2's for its own records;
+    /// for records without a locator (the library's own and schema errors),
+    /// the current node's line, or the parser's line when there is no node.
+    /// libxml2 counts in an int: a count that wrapped past 2^31 reads INT_MAX.
     long line;
-    /// The column, when libxml2 gives no locator for the diagnostic; 0 otherwise.
+    /// The parser's column, for a record with neither locator nor current
+    /// node; 0 otherwise.
     long col;
     /// The path of the current node, when there is one.
     const char* xpath;
