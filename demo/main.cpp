@@ -27,7 +27,7 @@ namespace {
 const unsigned logging_threads = 4;
 
 // Every reading to one file, alarms only to another, error records to a third.
-const std::vector<Log_spec> log_specs = {
+const std::vector<Log_target> log_targets = {
     {"readings.xml", "plant_log", normal_category | alarm_category, "every reading"},
     {"alarms.xml", "plant_log", alarm_category, "alarms only"},
     {"errors.xml", "errors", Tessel::error_filter, "the parse's error records"},
@@ -84,7 +84,7 @@ int Run(const Options& options) {
     std::error_code ec;
     std::filesystem::create_directories(options.output, ec);
     if (ec) return Fail("cannot create " + options.output + ": " + ec.message());
-    Staged_logs logs(options.output, log_specs);
+    Staged_logs logs(options.output, log_targets);
     if (!logs.OK()) return Fail("cannot write log files in " + options.output);
 
     const auto reading = std::chrono::steady_clock::now();
@@ -103,7 +103,7 @@ int Run(const Options& options) {
     const double log_s = Seconds_since(logging);
     std::string error;
     if (!logs.Publish(error)) return Fail(error);
-    Print_summary(options.input, result, log_specs, logs, logging_threads,
+    Print_summary(options.input, result, log_targets, logs, logging_threads,
                   {read_s, log_s, Seconds_since(start)});
     return 0;
 }

@@ -5,19 +5,19 @@
 #include <cstdio>
 #include <cstring>
 
-Staged_logs::Staged_logs(const std::string& directory, const std::vector<Log_spec>& log_specs)
-    : dir(directory), specs(log_specs) {
-    for (size_t i = 0; i < specs.size(); ++i) {
+Staged_logs::Staged_logs(const std::string& directory, const std::vector<Log_target>& log_targets)
+    : dir(directory), targets(log_targets) {
+    for (size_t i = 0; i < targets.size(); ++i) {
         streams.emplace_back(
-            new Tessel::Output_stream(Staging_path(i).c_str(), specs[i].root, nullptr, nullptr));
-        streams.back()->filters.Set(0, specs[i].categories);
+            new Tessel::Output_stream(Staging_path(i).c_str(), targets[i].root, nullptr, nullptr));
+        streams.back()->filters.Set(0, targets[i].categories);
     }
 }
 
 Staged_logs::~Staged_logs() {
     Close();
     if (published) return;
-    for (size_t i = 0; i < specs.size(); ++i) std::remove(Staging_path(i).c_str());
+    for (size_t i = 0; i < targets.size(); ++i) std::remove(Staging_path(i).c_str());
 }
 
 bool Staged_logs::OK() const {
@@ -31,7 +31,7 @@ void Staged_logs::Close() { streams.clear(); }
 
 bool Staged_logs::Publish(std::string& error) {
     Close();
-    for (size_t i = 0; i < specs.size(); ++i)
+    for (size_t i = 0; i < targets.size(); ++i)
         if (std::rename(Staging_path(i).c_str(), Path(i).c_str()) != 0) {
             error = "cannot rename " + Staging_path(i) + ": " + std::strerror(errno);
             return false;

@@ -10,7 +10,7 @@
 #include <vector>
 
 // One log file: its name, its root element and the categories it takes.
-struct Log_spec {
+struct Log_target {
     const char* name;
     const char* root;
     Tessel::Filter categories;
@@ -19,15 +19,15 @@ struct Log_spec {
 
 class Staged_logs {
 public:
-    // Opens an Output_stream for every spec, as dir/<name>.partial.
-    Staged_logs(const std::string& dir, const std::vector<Log_spec>& specs);
+    // Opens an Output_stream for every target, as dir/<name>.partial.
+    Staged_logs(const std::string& dir, const std::vector<Log_target>& targets);
     // Discards the files unless they were published.
     ~Staged_logs();
 
     // True when every file could be opened.
     bool OK() const;
     Tessel::Output_stream& Stream(size_t i) { return *streams[i]; }
-    std::string Path(size_t i) const { return dir + "/" + specs[i].name; }
+    std::string Path(size_t i) const { return dir + "/" + targets[i].name; }
     // Closes the streams (closing tags written) and renames every file to its
     // final name; false, with the reason in error, when a rename fails.
     bool Publish(std::string& error);
@@ -37,7 +37,7 @@ private:
     std::string Staging_path(size_t i) const { return Path(i) + ".partial"; }
 
     std::string dir;
-    std::vector<Log_spec> specs;
+    std::vector<Log_target> targets;
     std::vector<std::unique_ptr<Tessel::Output_stream>> streams;
     bool published = false;
 };

@@ -7,9 +7,9 @@ namespace {
 
 // The records a log file took: the readings its categories admit, and the
 // error records when it takes those.
-size_t Records_admitted(const Log_spec& spec, const Read_result& result) {
-    size_t count = (spec.categories & Tessel::error_filter) ? result.errors : 0;
-    for (const Reading& reading : result.readings) count += (spec.categories & Category(reading)) != 0;
+size_t Records_admitted(const Log_target& target, const Read_result& result) {
+    size_t count = (target.categories & Tessel::error_filter) ? result.errors : 0;
+    for (const Reading& reading : result.readings) count += (target.categories & Category(reading)) != 0;
     return count;
 }
 
@@ -30,8 +30,9 @@ void Print_first_alarm(const std::vector<Reading>& readings) {
 
 }  // namespace
 
-void Print_summary(const std::string& input, const Read_result& result, const std::vector<Log_spec>& specs,
-                   const Staged_logs& logs, unsigned threads, const Timings& times) {
+void Print_summary(const std::string& input, const Read_result& result,
+                   const std::vector<Log_target>& targets, const Staged_logs& logs, unsigned threads,
+                   const Timings& times) {
     const size_t read = result.readings.size();
     std::printf("Tessel demo: a plant's sensor log read into structures and logged\n\n");
     std::printf("input    %s\n", input.c_str());
@@ -41,9 +42,9 @@ void Print_summary(const std::string& input, const Read_result& result, const st
     std::printf("logged   %zu readings from %u threads in %.1f ms (%.0f readings/s)\n", read, threads,
                 times.log_s * 1e3, read / times.log_s);
     std::printf("total    %.1f ms\n\nwritten\n", times.total_s * 1e3);
-    for (size_t i = 0; i < specs.size(); ++i)
-        std::printf("  %-50s %4zu records: %s\n", logs.Path(i).c_str(), Records_admitted(specs[i], result),
-                    specs[i].holds);
+    for (size_t i = 0; i < targets.size(); ++i)
+        std::printf("  %-50s %4zu records: %s\n", logs.Path(i).c_str(), Records_admitted(targets[i], result),
+                    targets[i].holds);
     Print_first_alarm(result.readings);
     std::printf("\n--input FILE reads your own plant log; --output DIR writes the logs elsewhere.\n");
 }

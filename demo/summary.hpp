@@ -14,7 +14,8 @@ struct Timings {
 
 // Prints what was read from input, how fast it was read and logged by
 // threads, the records each log file took, and the first alarm as logged.
-void Print_summary(const std::string& input, const Read_result& result, const std::vector<Log_spec>& specs,
-                   const Staged_logs& logs, unsigned threads, const Timings& times);
+void Print_summary(const std::string& input, const Read_result& result,
+                   const std::vector<Log_target>& targets, const Staged_logs& logs, unsigned threads,
+                   const Timings& times);
 
 #endif
