@@ -364,12 +364,11 @@ bool Instance_base::Process_contents() {
     }
     depth = xmlTextReaderDepth(reader);  // where a failed element is passed over from
     if (!Read_attribs(own)) return false;
-    const bool whole = whole_text;
     // The element's text nodes, joined, when it takes its text whole.
     std::optional<std::string> pieces;
-    if (whole) pieces.emplace();
+    if (whole_text) pieces.emplace();
     if (xmlTextReaderIsEmptyElement(reader) == 1)
-        return ((!whole || Read_whole_text(*pieces)) && Do_finalize()) || !stream.abort_on_error;
+        return ((!whole_text || Read_whole_text(*pieces)) && Do_finalize()) || !stream.abort_on_error;
 
     const int own_depth = depth;
     bool failed = false;
@@ -386,7 +385,7 @@ bool Instance_base::Process_contents() {
         switch (type) {
             case XML_READER_TYPE_ELEMENT: ok = Read_child(xmlTextReaderConstName(reader)); break;
             case XML_READER_TYPE_TEXT:
-            case XML_READER_TYPE_CDATA: ok = whole ? Gather_text(*pieces) : Read_text(); break;
+            case XML_READER_TYPE_CDATA: ok = whole_text ? Gather_text(*pieces) : Read_text(); break;
             case XML_READER_TYPE_COMMENT:
             case XML_READER_TYPE_DOCUMENT_TYPE:
             case XML_READER_TYPE_WHITESPACE:
@@ -394,7 +393,7 @@ bool Instance_base::Process_contents() {
             case XML_READER_TYPE_END_ELEMENT:
                 if (xmlTextReaderDepth(reader) != own_depth) break;
                 if (!failed)
-                    failed = (whole && !Read_whole_text(*pieces)) || !Do_finalize();
+                    failed = (whole_text && !Read_whole_text(*pieces)) || !Do_finalize();
                 else
                     Trace_failure();
                 if (!failed || !stream.abort_on_error) return true;
