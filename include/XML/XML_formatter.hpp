@@ -177,7 +177,7 @@ public:
     /// every text and attribute.
     ~Scanner() {
         if (!borrowed && buff != small) xmlFree(buff);
-        if (error_msg) delete[] error_msg;
+        delete[] error_msg;
     }
     Scanner(const Scanner&) = delete;
     Scanner& operator=(const Scanner&) = delete;
