@@ -68,21 +68,12 @@ void Print_node(const char* prefix, const Error_info::Node_info& info) {
 
 }  // namespace
 
-Input_data::Input_data(xmlTextReaderPtr adopted)
-    : error_state(false),
-      skip_flag(false),
-      relax_schema(nullptr),
-      malformed(false),
-      reader(adopted),
-      filters(4),
-      abort_on_error(true),
-      log_processing(false),
-      depth(0) {
+Input_data::Input_data(xmlTextReaderPtr adopted) : reader(adopted) { Init(); }
+
+Input_data::Input_data(int fd, const char* name) {
+    Open(fd, name);
     Init();
 }
-
-Input_data::Input_data(int fd, const char* name)
-    : Input_data(xmlReaderForFd(fd, name, nullptr, reader_options)) {}
 
 namespace {
 void Ignore_error(void*, const char*, xmlParserSeverities, xmlTextReaderLocatorPtr) {}
@@ -93,18 +84,20 @@ void Ignore_error(void*, const char*, xmlParserSeverities, xmlTextReaderLocatorP
 // record would be half a report: such diagnostics are dropped.
 Input_data::~Input_data() {
     if (reader == nullptr) return;
+    Stop_serving();
     xmlTextReaderSetErrorHandler(reader, Ignore_error, nullptr);
     xmlFreeTextReader(reader);
 }
 
 void Input_data::Init() {
-    output = nullptr;
     if (reader == nullptr) {
         error_state = true;
         return;
     }
+    Serve();
     Reader_init();
     xmlTextReaderSetErrorHandler(reader, Error_handler_entry, this);
+    if (parser != nullptr) parser->sax->getEntity = Get_entity_entry;
 }
 
 // The reader set-up; true when a RelaxNG schema was set and accepted.
@@ -124,13 +117,16 @@ void Input_data::Set_RelaxNG(const char* schema) {
     if (schema == nullptr) xmlTextReaderRelaxNGValidate(reader, nullptr);
     // The schema takes the place of the DTD, which a document may lack.
     if (Reader_init()) xmlTextReaderSetParserProp(reader, XML_PARSER_VALIDATE, 0);
+    Rethrow_held();
 }
 
 bool Input_data::Expand() {
     if (reader == nullptr) return false;
     if (log_processing) Trace("xmlTextReaderExpand");
     error_state = false;
-    return xmlTextReaderExpand(reader) != nullptr && !error_state;
+    const bool expanded = xmlTextReaderExpand(reader) != nullptr;
+    Rethrow_held();
+    return expanded && !error_state;
 }
 
 void Input_data::Trace(const char* call) const {
@@ -139,6 +135,7 @@ void Input_data::Trace(const char* call) const {
 }
 
 bool Input_data::Read_failed(int result) {
+    Rethrow_held();
     if (result < 0) malformed = true;
     perror("Reading input XML");
     Error_handler("Read error on input", XML_PARSER_SEVERITY_ERROR, nullptr);
@@ -148,8 +145,28 @@ bool Input_data::Read_failed(int result) {
 void Input_data::Error_handler_entry(void* input, const char* msg, xmlParserSeverities severity,
                                      xmlTextReaderLocatorPtr locator) {
     Input_data& source = *static_cast<Input_data*>(input);
+    if (source.stopped) return;
     if (severity == XML_PARSER_SEVERITY_ERROR) source.malformed = true;
-    source.Report(msg, severity, locator);
+    try {
+        source.Report(msg, severity, locator);
+    } catch (...) {
+        source.Hold_exception();
+    }
+}
+
+// An exception must not unwind through libxml2's frames: it is held, the
+// parse stopped, and Rethrow_held throws it once libxml2 has returned.
+void Input_data::Hold_exception() {
+    if (!held) held = std::current_exception();
+    error_state = stopped = true;
+    if (parser != nullptr) xmlStopParser(parser);
+}
+
+void Input_data::Rethrow_held() {
+    if (!held) return;
+    std::exception_ptr thrown = held;
+    held = nullptr;
+    std::rethrow_exception(thrown);
 }
 
 void Input_data::Error_handler(const char* format, xmlParserSeverities severity,
@@ -163,7 +180,12 @@ void Input_data::Error_handler(const char* format, xmlParserSeverities severity,
     Report(msg.get(), severity, locator);
 }
 
-void Input_data::Report(const char* msg, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator) {
+// The record's position: the locator's line when libxml2 gives one; else the
+// current node's line (the parser may be ahead of the node a record is about),
+// unless at_parser asks for the parser's own line and column, as for a request
+// the parser makes while reading ahead.
+void Input_data::Report(const char* msg, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator,
+                        bool at_parser) {
     if (severity == XML_PARSER_SEVERITY_ERROR) printf("%s %d: xml error\n", __FILE__, __LINE__);
 
     Error_info info = {};
@@ -186,9 +208,7 @@ void Input_data::Report(const char* msg, xmlParserSeverities severity, xmlTextRe
     if (locator != nullptr) {
         uri = xmlTextReaderLocatorBaseURI(locator);
         info.line = Clamped(xmlTextReaderLocatorLineNumber(locator));
-    } else if (info.node.valid) {
-        // Without a locator the parser's position may be ahead of the node
-        // the diagnostic is about: the node's line is the one to show.
+    } else if (info.node.valid && !at_parser) {
         uri = xmlTextReaderBaseUri(reader);
         info.line = info.node.node_line;
     } else {

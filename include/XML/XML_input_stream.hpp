@@ -95,11 +95,72 @@
 /// source's handler can no longer receive them.
 ///
 /// Input sources are used by one thread at a time and are not copied.
+///
+/// Hostile input. Documents come from outside (equipment, partners, users), and
+/// a document can name other resources: an external parsed entity pointing at
+/// file:///etc/passwd would hand that file's content to the application (or to
+/// an error record), one naming an http:// URL would make the parse reach the
+/// network and stall on a server that never answers, and a few kilobytes of
+/// entity declarations can expand to gigabytes. Each source therefore reads
+/// under an Input_policy (the member policy), safe by default:
+/// - The document's own external DTD (the DOCTYPE's system identifier) is
+///   loaded from the local file system, as `<!DOCTYPE log SYSTEM "log.dtd">`
+///   needs.
+/// - Every other external resource (external parsed entities in content or
+///   attribute values, parameter entities naming other files) is refused unless
+///   policy.allow_external is set or the file lies in one of
+///   policy.allowed_directories (after links and ".." are resolved). Each
+///   refusal is an ERROR record "External entity refused: " followed by the
+///   URI, at the parser's position; it makes the document Malformed(), so the
+///   parse ends and returns false.
+/// - Nothing is ever fetched from the network (any URI with a scheme other than
+///   file:) unless policy.allow_network is set; the reader also runs with
+///   XML_PARSE_NONET.
+/// - An allowed external entity that cannot be read is the ERROR record
+///   "External entity failed to load: " followed by the URI, never dropped in
+///   silence (libxml2 itself reports a DTD or parameter entity that fails).
+/// - Entity references may add at most policy.expansion_budget bytes (10 MB by
+///   default) or policy.expansion_ratio (10) times the bytes of input read so
+///   far, whichever is larger. Each reference to a declared entity counts the
+///   length of its replacement text, nested references included, each time it
+///   is expanded: in attribute values libxml2 expands every use anew. Past the
+///   budget the parse stops with the ERROR record "Entity expansion budget
+///   exceeded: N bytes added to M bytes of input". References libxml2 copies
+///   from an earlier expansion in content count their own replacement text
+///   only; libxml2's own limits (entity loops, copies past ten times the input,
+///   10 MB text nodes, depth 256) still bound those.
+///
+/// Set the policy before the first Next_node. One entity loader, installed with
+/// xmlSetExternalEntityLoader when the first source is made, serves every
+/// source on every thread: it finds the source a request comes from by the
+/// request's parser context, and hands requests from parsers that are not
+/// Tessel sources (an application's own, or a RelaxNG schema's) to the loader
+/// that was installed before it. An application that installs its own loader
+/// afterwards has it called for the loads a policy allows; the next source made
+/// puts Tessel's loader back in front.
+///
+/// The expansion budget needs the reader's parser context, which libxml2 does
+/// not expose: Input_data(fd, name) learns it by first reading a one-line
+/// document whose DTD the loader intercepts, then resetting the reader onto
+/// fd. A reader adopted through Input_data(reader) is read under the loading
+/// rules but without the expansion budget.
+///
+/// Allocation failure. std::bad_alloc thrown while libxml2 is calling back into
+/// the source (an error handler, the loader) is held, the parse is stopped, and
+/// the exception is rethrown from the Next_node, Expand or Set_RelaxNG call
+/// that was running, so it never unwinds through libxml2.
 #ifndef TESSEL_XML_INPUT_STREAM_HPP
 #define TESSEL_XML_INPUT_STREAM_HPP
 
 #include "XML/XML_defines.hpp"
 #include "XML/XML_filters.hpp"
+
+#include <libxml/parser.h>
+
+#include <cstddef>
+#include <exception>
+#include <string>
+#include <vector>
 
 namespace Tessel {
 
@@ -157,15 +218,34 @@ struct Error_info {
     Node_info parent;
 };
 
+/// What an input source may load besides its own bytes, and how much entity
+/// expansion may add to them (see the file's description). The defaults are
+/// the safe ones.
+struct Input_policy {
+    /// Reads external entities from anywhere on the local file system.
+    bool allow_external = false;
+    /// Directories from which external entities may be read when
+    /// allow_external is clear.
+    std::vector<std::string> allowed_directories;
+    /// Lets external resources, the DTD included, come from the network.
+    bool allow_network = false;
+    /// Bytes entity expansion may add to any input.
+    size_t expansion_budget = 10 * 1024 * 1024;
+    /// Times the input read so far that entity expansion may add, when that is
+    /// more than expansion_budget.
+    size_t expansion_ratio = 10;
+};
+
 /// An input source: one libxml2 streaming reader and what the parse engine
 /// needs around it; see the file's description.
 class Input_data {
 public:
     /// The options the reader is created with (see the header comment).
-    static const int reader_options =
-        XML_PARSE_RECOVER | XML_PARSE_DTDLOAD | XML_PARSE_DTDVALID | XML_PARSE_NOBLANKS | XML_PARSE_BIG_LINES;
+    static const int reader_options = XML_PARSE_RECOVER | XML_PARSE_DTDLOAD | XML_PARSE_DTDVALID |
+                                      XML_PARSE_NOBLANKS | XML_PARSE_BIG_LINES | XML_PARSE_NONET;
 
-    /// Adopts a reader created by the caller; the source frees it.
+    /// Adopts a reader created by the caller; the source frees it. Its loads
+    /// follow the policy, but it has no expansion budget.
     explicit Input_data(xmlTextReaderPtr reader);
     /// Reads from fd, which stays open; name becomes the document's URI.
     Input_data(int fd, const char* name);
@@ -227,32 +307,60 @@ public:
 private:
     void Init();
     bool Reader_init();
+    void Open(int fd, const char* name);
     bool Read_failed(int result);
-    void Report(const char* msg, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator);
+    void Report(const char* msg, xmlParserSeverities severity, xmlTextReaderLocatorPtr locator,
+                bool at_parser = false);
     void Log_error(const Error_info& info);
     void Trace(const char* call) const;
+    void Hold_exception();
+    void Rethrow_held();
 
-    bool error_state;
-    bool skip_flag;
-    const char* relax_schema;
-    bool malformed;
+    // The entity policy (defined with the loader).
+    static xmlParserInputPtr Entity_loader_entry(const char* url, const char* id, xmlParserCtxtPtr ctxt);
+    static xmlEntityPtr Get_entity_entry(void* ctxt, const xmlChar* name);
+    static Input_data* Serving(xmlParserCtxtPtr ctxt, xmlExternalEntityLoader* next);
+    void Serve();
+    void Stop_serving();
+    xmlParserInputPtr Load_external(const char* url, const char* id, xmlParserCtxtPtr ctxt,
+                                    xmlExternalEntityLoader next);
+    bool Is_document_dtd(xmlParserCtxtPtr ctxt);
+    bool Allowed_file(const char* url, std::string& path) const;
+    bool Within_budget(xmlParserCtxtPtr ctxt, int length);
+    xmlParserInputPtr Refuse(const char* what, const char* url);
+
+    bool error_state = false;
+    bool skip_flag = false;
+    const char* relax_schema = nullptr;
+    bool malformed = false;
+    // The reader's parser context, when this source made the reader.
+    xmlParserCtxtPtr parser = nullptr;
+    bool dtd_loaded = false;
+    size_t expansion = 0;
+    // Set when the source stopped the parser; libxml2's complaints about the
+    // cut-off markup that follow are dropped.
+    bool stopped = false;
+    std::exception_ptr held;
 
 public:
     /// The reader, freed with the source; null if it could not be created.
-    xmlTextReaderPtr reader;
+    xmlTextReaderPtr reader = nullptr;
     /// The source's own channel filters: 4 channels, all 0 to start with,
     /// linked into the chain like every list.
-    FilterList filters;
+    FilterList filters{4};
     /// The output file that receives error records, or null (Associate_output).
-    Output_file* output;
+    Output_file* output = nullptr;
     /// When set (the default), the first element-level error stops the parse;
     /// when clear, only the element in which it occurred is not finalized.
-    bool abort_on_error;
+    bool abort_on_error = true;
     /// When set, every reader call and every node read is traced on standard
     /// error; clear by default.
-    bool log_processing;
+    bool log_processing = false;
     /// 0 when the source is built; the library does not use it.
-    int depth;
+    int depth = 0;
+    /// What the source may load and expand (see the file's description); set
+    /// it before the first Next_node.
+    Input_policy policy;
 };
 
 /// The descriptor and URI of an Input_file, built before its Input_data part.
