@@ -8,6 +8,7 @@
 #include <libxml/uri.h>
 
 #include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -74,6 +75,33 @@ std::string Canonical(const char* path) {
 bool Within(const std::string& path, const std::string& directory) {
     if (directory.empty() || path.compare(0, directory.size(), directory) != 0) return false;
     return directory.back() == '/' || path[directory.size()] == '/';
+}
+
+// The bytes an internal entity's replacement text becomes once the entities
+// it references are expanded in turn. It is kept in the entity's _private, plus
+// one so that 0 means not yet known; a reference loop (which libxml2 reports)
+// and nesting deeper than libxml2 expands count nothing.
+size_t Expanded_size(xmlEntityPtr entity, int depth = 0) {
+    if (entity == nullptr || entity->etype != XML_INTERNAL_GENERAL_ENTITY || depth > 64) return 0;
+    const uintptr_t known = reinterpret_cast<uintptr_t>(entity->_private);
+    if (known != 0) return known == UINTPTR_MAX ? 0 : known - 1;
+    entity->_private = reinterpret_cast<void*>(UINTPTR_MAX);
+    size_t size = 0;
+    for (const xmlChar* at = entity->content; at != nullptr && *at != '\0';) {
+        const xmlChar* end = *at == '&' ? xmlStrchr(at, ';') : nullptr;
+        if (end == nullptr) {
+            ++size, ++at;
+            continue;
+        }
+        const std::string name(reinterpret_cast<const char*>(at) + 1, end - at - 1);
+        if (xmlGetPredefinedEntity(BAD_CAST name.c_str()) != nullptr)
+            ++size;
+        else
+            size += Expanded_size(xmlGetDocEntity(entity->doc, BAD_CAST name.c_str()), depth + 1);
+        at = end + 1;
+    }
+    entity->_private = reinterpret_cast<void*>(static_cast<uintptr_t>(size) + 1);
+    return size;
 }
 
 }  // namespace
@@ -200,25 +228,27 @@ xmlParserInputPtr Input_data::Refuse(const char* what, const char* url) {
     return nullptr;
 }
 
-// Every lookup of a declared entity adds its replacement text to the
-// expansion; past the budget the parse is stopped and the lookup fails.
+// Every reference the document itself makes (at depth 0: libxml2 raises the
+// depth while it expands an entity's text, in content the first time and in
+// attribute values every time) adds the entity's expanded size; past the
+// budget the parse is stopped and the lookup fails.
 xmlEntityPtr Input_data::Get_entity_entry(void* ctx, const xmlChar* name) {
     xmlEntityPtr entity = xmlSAX2GetEntity(ctx, name);
-    if (entity == nullptr || entity->etype == XML_INTERNAL_PREDEFINED_ENTITY) return entity;
     xmlParserCtxtPtr ctxt = static_cast<xmlParserCtxtPtr>(ctx);
+    if (entity == nullptr || entity->etype != XML_INTERNAL_GENERAL_ENTITY || ctxt->depth > 0) return entity;
     Input_data* source = Serving(ctxt, nullptr);
     if (source == nullptr) return entity;
     try {
-        return source->Within_budget(ctxt, entity->length) ? entity : nullptr;
+        return source->Within_budget(ctxt, Expanded_size(entity)) ? entity : nullptr;
     } catch (...) {
         source->Hold_exception();
         return nullptr;
     }
 }
 
-bool Input_data::Within_budget(xmlParserCtxtPtr ctxt, int length) {
+bool Input_data::Within_budget(xmlParserCtxtPtr ctxt, size_t added) {
     if (stopped) return false;
-    expansion += length > 0 ? static_cast<size_t>(length) : 0;
+    expansion += added;
     if (expansion <= policy.expansion_budget) return true;
     const long consumed = xmlTextReaderByteConsumed(reader);
     if (consumed > 0 && expansion / static_cast<size_t>(consumed) < policy.expansion_ratio) return true;

@@ -121,14 +121,15 @@
 ///   silence (libxml2 itself reports a DTD or parameter entity that fails).
 /// - Entity references may add at most policy.expansion_budget bytes (10 MB by
 ///   default) or policy.expansion_ratio (10) times the bytes of input read so
-///   far, whichever is larger. Each reference to a declared entity counts the
-///   length of its replacement text, nested references included, each time it
-///   is expanded: in attribute values libxml2 expands every use anew. Past the
-///   budget the parse stops with the ERROR record "Entity expansion budget
-///   exceeded: N bytes added to M bytes of input". References libxml2 copies
-///   from an earlier expansion in content count their own replacement text
-///   only; libxml2's own limits (entity loops, copies past ten times the input,
-///   10 MB text nodes, depth 256) still bound those.
+///   far, whichever is larger. Each reference the document makes to an
+///   internal entity, in content, in an attribute value or in an attribute's
+///   default, counts the size of the entity's text with every entity it
+///   references expanded in turn. Past the budget the parse stops with the
+///   ERROR record "Entity expansion budget exceeded: N bytes added to M bytes
+///   of input". The text of external entities, which only the policy lets in,
+///   is not counted, nor is a default attribute value copied into each element
+///   that omits the attribute. libxml2's own limits (entity loops, 10 MB text
+///   nodes and attribute values, depth 256) hold as before.
 ///
 /// Set the policy before the first Next_node. One entity loader, installed with
 /// xmlSetExternalEntityLoader when the first source is made, serves every
@@ -326,7 +327,7 @@ private:
                                     xmlExternalEntityLoader next);
     bool Is_document_dtd(xmlParserCtxtPtr ctxt);
     bool Allowed_file(const char* url, std::string& path) const;
-    bool Within_budget(xmlParserCtxtPtr ctxt, int length);
+    bool Within_budget(xmlParserCtxtPtr ctxt, size_t added);
     xmlParserInputPtr Refuse(const char* what, const char* url);
 
     bool error_state = false;
