@@ -7,7 +7,6 @@
 #include <libxml/parserInternals.h>
 #include <libxml/uri.h>
 
-#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -36,7 +35,7 @@ Sources& sources() {
     return *all;
 }
 
-// Set while Reader_for reads its one-line document: the loader records the
+// Set while Open reads its one-line document: the loader records the
 // parser context of the request instead of loading anything.
 thread_local xmlParserCtxtPtr* capturing = nullptr;
 
@@ -61,14 +60,12 @@ const char* Local_path(const char* url) {
     return url;
 }
 
-struct Free_deleter {
-    void operator()(void* p) const { free(p); }
-};
-using C_string = std::unique_ptr<char, Free_deleter>;
+// A string malloc'd by the C library or by libxml2, freed with its own function.
+using C_string = std::unique_ptr<char, void (*)(void*)>;
 
 // path with links and ".." resolved, or "" when it does not resolve.
 std::string Canonical(const char* path) {
-    C_string resolved(realpath(path, nullptr));
+    const C_string resolved(realpath(path, nullptr), free);
     return resolved ? std::string(resolved.get()) : std::string();
 }
 
@@ -205,7 +202,7 @@ bool Input_data::Is_document_dtd(xmlParserCtxtPtr ctxt) {
 bool Input_data::Allowed_file(const char* url, std::string& path) const {
     if (policy.allowed_directories.empty()) return false;
     const char* local = Local_path(url);
-    C_string unescaped(xmlURIUnescapeString(local, 0, nullptr));
+    const C_string unescaped(xmlURIUnescapeString(local, 0, nullptr), xmlFree);
     path = Canonical(local);
     if (path.empty() && unescaped) path = Canonical(unescaped.get());
     std::string judged = path;
