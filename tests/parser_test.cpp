@@ -33,12 +33,6 @@ bool Log(const std::string& call) { return calls += call + " ", true; }
 // decides the rest: a badfin fails Finalize, a badcommit fails Commit, and a
 // stuck one reads one item of its text, then accepts every further item
 // without moving the scanner's cursor.
-struct Probe_info : Info_base {
-    explicit Probe_info(const char* path, int hook_count = 0) : Info_base(path), hooks(hook_count) {}
-    Instance_base* Get_instance(Input_data& input) const override;
-    int hooks;
-};
-
 struct Probe_hook : Finalize_hook {
     explicit Probe_hook(int n) : number(n) {}
     void Hook() override { Log("H" + std::to_string(number)); }
@@ -46,9 +40,9 @@ struct Probe_hook : Finalize_hook {
 };
 
 struct Probe : Instance_base {
-    Probe(Input_data& input, const Probe_info& descriptor) : Instance_base(input), info(descriptor) {
+    Probe(Input_data& input, const Info_base& of, int hooks) : Instance_base(input), info(of) {
         Log("<" + Copy(Name()));
-        for (int i = 1; i <= info.hooks; ++i) (new Probe_hook(i))->Hook_to(this);
+        for (int i = 1; i <= hooks; ++i) (new Probe_hook(i))->Hook_to(this);
     }
     ~Probe() override { Log(">"); }
 
@@ -70,12 +64,16 @@ struct Probe : Instance_base {
     const xmlChar* Name() const override { return info.Name(); }
     bool Named(const char* name) const { return xmlStrEqual(Name(), BAD_CAST name); }
 
-    const Probe_info& info;
+    const Info_base& info;
     const Format::format_info decimal{"%d"};
     int items = 0;
 };
 
-Instance_base* Probe_info::Get_instance(Input_data& input) const { return new Probe(input, *this); }
+struct Probe_info : Info_base {
+    explicit Probe_info(const char* path, int hook_count = 0) : Info_base(path), hooks(hook_count) {}
+    Instance_base* Get_instance(Input_data& input) const override { return new Probe(input, *this, hooks); }
+    int hooks;
+};
 
 // Descriptors of walk.xml, errors.xml and hooks.xml, and a self-nesting element
 // and a stuck one for generated documents.
@@ -120,47 +118,45 @@ TEST(Parser, CallsRecordsAndResults) {
         "Bad TEXT/CDATA for : \"text\":No text allowed for void:0 items read|";
     const std::string walk = Data("parser/walk.xml"), errors = Data("parser/errors.xml"),
                       hooks = Data("parser/hooks.xml");
-    // Document, abort_on_error, validate, result, calls, one piece of the
-    // trace, messages.
+    // Document, abort_on_error, validate, result, one piece of the trace,
+    // calls, messages.
     const std::tuple<std::string, bool, bool, bool, const char*, const char*, std::string> cases[] = {
         // Attributes, then each item of the text; comments and white space
         // cause no call. A self-closing element and one with an empty body
         // give the same calls; xmlns is never passed on. CDATA is read like
         // text. The outermost element is a void container: its attribute is
         // rejected, and the parse goes on.
-        {walk, true, true, true,
+        {walk, true, true, true, "attr version value 1\n",
          "<rec id=1 5 6 F C > <rec id=2 F C > <rec id=3 F C > <rec 7 8 F C > <rec F C > ",
-         "attr version value 1\n",
          "Error reading attrib \"version\"=\"1\" for walk: No attributes allowed for void|"},
         // The unknown child's subtree is skipped without a call; mid is not
         // finalized, outer is. Of the next rec two items are read, the third
         // is rejected, the rest is ignored. A processing instruction spoils
         // its element.
-        {errors, false, true, true, "<outer <mid <rec 2 F C > > F C > <rec 1 2 > <rec 3 > <rec id=7 4 F C > ",
-         "node stray type ELEMENT path /errs/outer/mid/stray\nxmlTextReaderNext\n",
+        {errors, false, true, true, "node stray type ELEMENT path /errs/outer/mid/stray\nxmlTextReaderNext\n",
+         "<outer <mid <rec 2 F C > > F C > <rec 1 2 > <rec 3 > <rec id=7 4 F C > ",
          "Bad TEXT/CDATA for rec: \" x 4\":Bad character 'x':2 items read|"
          "Unhandled node pi type PROCESSING_INSTRUCTION|"},
         // Aborting, the first error stops every open walk: nothing is finalized.
-        {errors, true, true, false, "<outer <mid > > ",
-         "node stray type ELEMENT path /errs/outer/mid/stray\n", "Bad subelement for mid: stray\n|"},
+        {errors, true, true, false, "node stray type ELEMENT path /errs/outer/mid/stray\n",
+         "<outer <mid > > ", "Bad subelement for mid: stray\n|"},
         // Hooks replace Commit; the failures of the children's own
         // finalization do not spoil fin. A failed Finalize on an empty element
         // stops the parse when aborting.
-        {hooks, false, true, true,
-         "<fin <hooked 1 F H1 H2 H3 > <badfin F > <badcommit 2 F C > <ok F C > F C > ",
-         "node fin type END_ELEMENT path /fin\n", ""},
-        {hooks, true, true, false, "<fin <hooked 1 F H1 H2 H3 > <badfin F > > ",
-         "node badfin type ELEMENT path /fin/badfin\n", ""},
-        {void_root, true, false, false, "",
-         "attr a value 1\nxmlTextReaderRead\nnode #text type TEXT path /top/text()\n", void_root_errors},
-        {void_root, false, false, true, "<nest 1 F C > ",
-         "node other type ELEMENT path /top/other\nxmlTextReaderNext\n", void_root_errors},
+        {hooks, false, true, true, "node fin type END_ELEMENT path /fin\n",
+         "<fin <hooked 1 F H1 H2 H3 > <badfin F > <badcommit 2 F C > <ok F C > F C > ", ""},
+        {hooks, true, true, false, "node badfin type ELEMENT path /fin/badfin\n",
+         "<fin <hooked 1 F H1 H2 H3 > <badfin F > > ", ""},
+        {void_root, true, false, false,
+         "attr a value 1\nxmlTextReaderRead\nnode #text type TEXT path /top/text()\n", "", void_root_errors},
+        {void_root, false, false, true, "node other type ELEMENT path /top/other\nxmlTextReaderNext\n",
+         "<nest 1 F C > ", void_root_errors},
         // An item read without progress is a text error, not an endless loop.
-        {"<!DOCTYPE stuck [<!ELEMENT stuck (#PCDATA)>]><stuck>1 2</stuck>", true, true, false, "<stuck 1 > ",
-         "node #text type TEXT path /stuck/text()\n",
+        {"<!DOCTYPE stuck [<!ELEMENT stuck (#PCDATA)>]><stuck>1 2</stuck>", true, true, false,
+         "node #text type TEXT path /stuck/text()\n", "<stuck 1 > ",
          "Bad TEXT/CDATA for stuck: \" 2\":No progress reading text:1 items read|"},
     };
-    for (const auto& [document, abort_on_error, validate, result, made, trace, messages] : cases) {
+    for (const auto& [document, abort_on_error, validate, result, trace, made, messages] : cases) {
         SCOPED_TRACE(document.substr(0, 80) + (abort_on_error ? " aborting" : ""));
         const Parse parse(document, abort_on_error, validate);
         EXPECT_EQ(parse.result, result);

@@ -13,7 +13,7 @@ struct Unlinked : FilterChangeCallback_base {
     void Do_Callback(const FilterList&) override {}
 };
 
-void Case(Format::Scanner& scanner, const Format::format_info& fi) {
+void Case([[maybe_unused]] Format::Scanner& scanner, [[maybe_unused]] const Format::format_info& fi) {
 #if CASE == 1  // a number without a scanner overload: its bytes would be copied
     bool value;
     scanner.Scan(value, fi);
@@ -33,13 +33,11 @@ void Case(Format::Scanner& scanner, const Format::format_info& fi) {
     Format::Scanner copy(scanner);
 #elif CASE == 7
     Format::format_info copy(fi);
-#elif CASE == 8  // a callback that would never be called
+#elif CASE == 8   // a callback that would never be called
     Unlinked callback;
-#elif CASE == 9  // an enumeration member needs its value table
+#elif CASE == 9   // an enumeration member needs its value table
     const Subelement_table<Painted> rows[] = {{Subelement(&Painted::colour, "colour")}};
 #elif CASE == 10  // a list needs a container
     const Subelement_table<Painted> rows[] = {{Subelement_list(&Painted::count, "count")}};
 #endif
-    (void)scanner;
-    (void)fi;
 }

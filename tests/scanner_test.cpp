@@ -188,13 +188,12 @@ TEST(Formatter, StringFormatsAndValueTables) {
     EXPECT_EQ(back + rest(*s), "-5 0 5 7 -7 ");
     EXPECT_EQ(written(f, Level::LOW), "low ");
 
-    const std::pair<const char*, std::string> cases[] = {
-        {"  medium x", "0|x"},  // any name of a value; the word ends at white space
-        {"INVALID(7)x", "!Unknown name \"INVALID(7)x\"|"},
-        {"INVALID(", "!Unknown name \"INVALID(\"|"},
-        {"INVALID(-1)", "!Unknown name \"INVALID(-1)\"|"},
-        {"  ", "!No name found|"},
-    };
+    // Any name of a value is read; the word ends at white space.
+    const std::pair<const char*, std::string> cases[] = {{"  medium x", "0|x"},
+                                                         {"INVALID(7)x", "!Unknown name \"INVALID(7)x\"|"},
+                                                         {"INVALID(", "!Unknown name \"INVALID(\"|"},
+                                                         {"INVALID(-1)", "!Unknown name \"INVALID(-1)\"|"},
+                                                         {"  ", "!No name found|"}};
     for (const auto& c : cases) EXPECT_EQ(read<Level>(f, c.first), c.second);
 }
 

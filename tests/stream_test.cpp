@@ -12,7 +12,6 @@
 #include <atomic>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -97,12 +96,11 @@ TEST(Stream, ClosingClosesOnceAndOnlyWhatItOwns) {
     EXPECT_EQ(close(reused), 0);
     EXPECT_EQ(Contents("other.xml"), header + "<log>\n</log>\n");
 
-    captured.clear();
-    closes = 0;
-    auto file = std::make_unique<Captured>();
-    node = xmlNewNode(nullptr, BAD_CAST "r");
-    file->Write_node(node);
-    file.reset();
+    {
+        Captured file;
+        node = xmlNewNode(nullptr, BAD_CAST "r");
+        file.Write_node(node);
+    }
     EXPECT_EQ(captured, header + "<r/>\n");
     EXPECT_EQ(closes, 1);
 }

@@ -1,5 +1,5 @@
 // Helpers shared by the suites: input sources that keep their error records as
-// text, readers of documents in memory, and nodes as text.
+// text, readers and parses of documents in memory, and nodes as text.
 #ifndef TESSEL_TEST_SUPPORT_RECORDING_HPP
 #define TESSEL_TEST_SUPPORT_RECORDING_HPP
 
@@ -46,6 +46,15 @@ struct Recording : Source {
 // must outlive it).
 inline xmlTextReaderPtr Reader_for(const std::string& document, const char* uri = "memory.xml") {
     return xmlReaderForDoc(BAD_CAST document.c_str(), uri, nullptr, Tessel::Input_data::reader_options);
+}
+
+// Processes a document held in memory, with abort_on_error and the trace
+// (log_processing) as given: "ok " or "failed ", then the messages.
+inline std::string Processed(const std::string& document, bool abort_on_error = true, bool trace = false) {
+    Recording<Tessel::Input_data> input(Reader_for(document));
+    input.abort_on_error = abort_on_error;
+    input.log_processing = trace;
+    return (input.Process() ? "ok " : "failed ") + input.messages;
 }
 
 // A node (and its subtree) as unindented text; the node is freed.
