@@ -243,10 +243,12 @@ Scanner::Scanner(const xmlChar* text) : buff(nullptr), ptr(nullptr), error_msg(n
     Copy(text);
 }
 
+// The text stays borrowed until the copy is made: a copy that cannot be
+// allocated leaves nothing for the destructor to free.
 void Scanner::Own() {
     const size_t offset = static_cast<size_t>(ptr - buff);
-    borrowed = false;
     Copy(buff);
+    borrowed = false;
     ptr = buff + offset;
 }
 

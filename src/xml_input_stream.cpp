@@ -48,6 +48,10 @@ const char* Name_of(const char* const (&table)[N], int code) {
 
 const char* Printable(const char* text) { return text != nullptr ? text : "(null)"; }
 
+struct Free_xml {
+    void operator()(xmlChar* text) const { xmlFree(text); }
+};
+
 // libxml2 counts lines and columns in an int, which wraps past 2^31: a count
 // that has wrapped is shown as the largest an int holds.
 long Clamped(int count) { return count < 0 ? INT_MAX : count; }
@@ -68,12 +72,17 @@ void Print_node(const char* prefix, const Error_info::Node_info& info) {
 
 }  // namespace
 
-Input_data::Input_data(xmlTextReaderPtr adopted) : reader(adopted) { Init(); }
+// The public constructors delegate to the one that builds every member while
+// the reader is still held by its parameter, then take it over: from then on
+// the destructor runs, and frees the reader, if serving or the set-up throws.
+Input_data::Input_data(xmlTextReaderPtr adopted) : Input_data(Reader_holder(adopted)) { Init(); }
 
-Input_data::Input_data(int fd, const char* name) {
+Input_data::Input_data(int fd, const char* name) : Input_data(Reader_holder()) {
     Open(fd, name);
     Init();
 }
+
+Input_data::Input_data(Reader_holder adopted) { reader = adopted.release(); }
 
 namespace {
 void Ignore_error(void*, const char*, xmlParserSeverities, xmlTextReaderLocatorPtr) {}
@@ -218,10 +227,9 @@ void Input_data::Report(const char* msg, xmlParserSeverities severity, xmlTextRe
     }
     info.uri = reinterpret_cast<const char*>(uri);
 
+    // Freed however the handler returns: an application's handler may throw.
+    const std::unique_ptr<xmlChar, Free_xml> held_uri(uri), held_path(path);
     Error_handler(info);
-
-    xmlFree(uri);
-    xmlFree(path);
     error_state = true;
 }
 

@@ -41,7 +41,7 @@ namespace {
 // intrusive chain.
 class Pending {
 public:
-    // Takes over parent, an array allocated with new[].
+    // Borrows parent, the parent components kept by the descriptor.
     Pending(const xmlChar* parent, const Info_base& item);
     Pending(const Pending&) = delete;
     Pending& operator=(const Pending&) = delete;
@@ -134,14 +134,16 @@ const char* Type_name(int type) { return type >= 0 && type < 18 ? node_types[typ
 
 Info_base::Info_base(const char* path) : Info_base(reinterpret_cast<const xmlChar*>(path)) {}
 
-Info_base::Info_base(const xmlChar* path) : path(path), name(path), subelements(nullptr) {
-    Register_name(path);
-}
+Info_base::Info_base(const xmlChar* path) : Info_base(path, Unregistered()) { Register_name(); }
+
+Info_base::Info_base(const xmlChar* path, Unregistered)
+    : path(path), name(path), parents(nullptr), subelements(nullptr) {}
 
 Info_base::~Info_base() {
     Pending::Cancel(*this);
     Unregister();
     delete subelements;
+    delete[] parents;
 }
 
 void Info_base::Dump_elements(int indent) const {
@@ -165,18 +167,16 @@ void Info_base::Register_sub(const Info_base& sub) const {
     subelements->Add(sub);
 }
 
-void Info_base::Register_name(const xmlChar* full_path) {
-    if (!Registered_path(full_path, name)) return;
-    std::unique_ptr<xmlChar[]> names = Parent_names(full_path, name);
-    new Pending(names.get(), *this);
-    names.release();
+void Info_base::Register_name() {
+    if (!Registered_path(path, name)) return;
+    parents = Parent_names(path, name).release();
+    new Pending(parents, *this);
     if (done) Pending::Service_queue();
 }
 
 void Info_base::Unregister() const {
-    const xmlChar* own_name;
-    if (!registry_open || !Registered_path(path, own_name)) return;
-    const Info_base* parent = Find_parent(Parent_names(path, own_name).get());
+    if (!registry_open || !parents) return;
+    const Info_base* parent = Find_parent(parents);
     if (parent && parent->Find(name) == this) parent->subelements->Remove(name);
 }
 
@@ -185,10 +185,7 @@ Pending::Pending(const xmlChar* parent_names, const Info_base& descriptor)
     detail::Intrusive_chain::Link(*this, pending);
 }
 
-Pending::~Pending() {
-    delete[] parent;
-    detail::Intrusive_chain::Unlink(*this);
-}
+Pending::~Pending() { detail::Intrusive_chain::Unlink(*this); }
 
 void Pending::Cancel(const Info_base& descriptor) {
     for (Pending* entry = pending; entry;) {

@@ -88,14 +88,18 @@ Output_file::Output_file(const char* file_name, const char* root_name, const cha
     Init(root_name, system_id, public_id);
 }
 
+// The file is opened once every member is built: a filter list that cannot
+// be allocated leaves no descriptor open.
 Output_file::Output_file(const char* file_name)
     : mutex(file_name),
-      out_fd(open(file_name, O_WRONLY | O_CREAT | O_TRUNC | O_LARGEFILE, 0664)),
+      out_fd(-1),
       saveto(nullptr),
       Logging_doc(nullptr),
       root(nullptr),
       close_fd_on_exit(true),
-      filters(4) {}
+      filters(4) {
+    out_fd = open(file_name, O_WRONLY | O_CREAT | O_TRUNC | O_LARGEFILE, 0664);
+}
 
 Output_file::Output_file(int fd, bool close_fd, const char* root_name, const char* system_id,
                          const char* public_id)

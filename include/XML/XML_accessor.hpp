@@ -48,6 +48,7 @@
 #include "XML/XML_defines.hpp"
 #include "XML/XML_formatter.hpp"
 
+#include <memory>
 #include <type_traits>
 #include <utility>
 
@@ -147,10 +148,11 @@ constexpr bool copy_needed = std::is_base_of_v<GetSet_copy, GetSet>;
 template <class P, class T, class GetSet>
 class Member : public Accessor<P> {
 public:
-    /// Adopts the manipulator m; the formatter is built from args, as a Formatter<T>.
+    /// Adopts the manipulator m; the formatter is built from args, as a
+    /// Formatter<T> (m is deleted if that throws).
     template <class... Format_args>
     explicit Member(GetSet* m, const Format_args&... args) : manipulator(m), fmt(args...) {}
-    ~Member() override { delete manipulator; }
+    ~Member() override {}
 
     /// Reads the member of parent; on failure the member is left as it was.
     bool Read(Format::Scanner& scanner, P& parent) const override {
@@ -171,7 +173,7 @@ public:
     bool Present(const P& parent) const override { return Format::Engaged(manipulator->Get(parent)); }
 
 private:
-    GetSet* manipulator;
+    const std::unique_ptr<GetSet> manipulator;
     const Formatter<T> fmt;
 };
 
@@ -236,7 +238,8 @@ Access::Accessor<T>* Get_Access() {
 /// formatter of T is built from the optional arguments, as a Formatter<T>.
 template <class P, class T, class GetSet, class... Format_args>
 Access::Accessor<P>* Get_Access(GetSet* m, const Format_args&... args) {
-    return new Access::Member<P, T, GetSet>(m, args...);
+    std::unique_ptr<GetSet> manipulator(m);  // deleted if the allocation throws
+    return new Access::Member<P, T, GetSet>(manipulator.release(), args...);
 }
 
 ///@{

@@ -27,9 +27,11 @@
 /// Constructing a table never calls libxml2: the libxml2 table is created (and,
 /// for a Hash_table, filled) by the first operation that needs it, so tables
 /// can be static objects used from other static constructors in any order.
-/// Count() never creates the table. Destroying a table that was never used
-/// frees nothing and leaves the handle null; destroying a live table frees it
-/// and leaves the marker 0xDEADDEAD in the handle.
+/// Count() never creates the table. A filling that throws (std::bad_alloc)
+/// leaves no table: the next operation creates and fills it again. Destroying
+/// a table that was never used frees nothing and leaves the handle null;
+/// destroying a live table frees it and leaves the marker 0xDEADDEAD in the
+/// handle.
 ///
 /// Every operation is const: the handle is mutable state created inside const
 /// objects. The first use may come from several threads at once (parses on
@@ -117,8 +119,7 @@ public:
 
     virtual ~Hash() {
         if (hash) {
-            if (cleanup) xmlHashScan(hash, &Hash::Drop_scanned, const_cast<Hash*>(this));
-            xmlHashFree(hash, nullptr);
+            Free();
             // Through a volatile lvalue: the compiler may drop plain stores
             // made at the end of an object's lifetime, and the marker is
             // there to be seen by a use after destruction.
@@ -204,14 +205,36 @@ private:
     /// so that a thread that sees it true sees the whole table.
     mutable std::atomic<bool> ready;
 
+    /// Frees a table whose filling threw, when it goes out of scope unless
+    /// dismissed (table set to null).
+    struct Unfilled {
+        const Hash* table;
+        ~Unfilled() {
+            if (table && table->hash) {
+                table->Free();
+                table->hash = nullptr;
+            }
+        }
+    };
+
     /// Runs Init() under the creation lock unless the table exists. On the
     /// thread that is filling the table, a nested use finds the table (being
-    /// filled) and uses it; another thread waits for the lock.
+    /// filled) and uses it; another thread waits for the lock. A filling that
+    /// throws (std::bad_alloc) leaves no table, and the next operation
+    /// starts again.
     __attribute__((noinline)) void Create() const {
         std::lock_guard<std::recursive_mutex> lock(detail::table_creation_mutex());
         if (hash) return;
+        Unfilled unfilled{this};
         Init();
+        unfilled.table = nullptr;
         ready.store(hash != nullptr, std::memory_order_release);
+    }
+
+    /// Frees the libxml2 table, handing its entries to cleanup first.
+    void Free() const {
+        if (cleanup) xmlHashScan(hash, &Hash::Drop_scanned, const_cast<Hash*>(this));
+        xmlHashFree(hash, nullptr);
     }
 
     /// Name() may return const char* or const xmlChar*; both are UTF-8 bytes.

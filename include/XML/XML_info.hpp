@@ -38,7 +38,9 @@
 /// the table it was registered in (if it is the descriptor stored there), so
 /// that a descriptor destroyed before the end of the process, for example a
 /// function-local one, leaves no dangling entry behind. Once `root` has been
-/// destroyed the registry is gone and destructors leave it alone.
+/// destroyed the registry is gone and destructors leave it alone. A
+/// constructor whose registration throws (std::bad_alloc) undoes it the same
+/// way, and a destructor allocates nothing.
 ///
 /// Descriptors, paths and names are borrowed: the path text must outlive the
 /// descriptor (in practice it is a string literal). Nothing here locks;
@@ -54,6 +56,7 @@
 #include "XML/XML_hash.hpp"
 
 #include <cstdio>
+#include <memory>
 
 namespace Tessel {
 
@@ -66,6 +69,16 @@ template <class T>
 class Subelement_hash;
 template <class T, class InfoT>
 class Dummy_instance;
+
+namespace detail {
+/// Frees a node with its subtree.
+struct Free_node {
+    void operator()(xmlNodePtr node) const { xmlFreeNode(node); }
+};
+/// A node being built: freed with what it holds when an exception
+/// (std::bad_alloc from a printer) leaves it unfinished.
+using Node_holder = std::unique_ptr<xmlNode, Free_node>;
+}  // namespace detail
 
 /// The base of every element descriptor: its path, its name and the
 /// descriptors registered beneath it; see the file's description.
@@ -104,11 +117,23 @@ protected:
     void Dump_registered(int indent) const;
 
 private:
-    void Register_name(const xmlChar* path);
+    /// The tag of the constructor that registers nothing.
+    struct Unregistered {};
+    /// A descriptor of path, not registered yet. The public constructors
+    /// delegate to it and then register, so that when the registration throws
+    /// the destructor runs and undoes what it had done.
+    Info_base(const xmlChar* path, Unregistered);
+
+    void Register_name();
     void Unregister() const;
 
     const xmlChar* path;
     const xmlChar* name;
+    /// The parent components of a registered path, each NUL-terminated, ended
+    /// by an empty name; null when the path is not registered. Kept for the
+    /// descriptor's lifetime, so that the destructor finds the parent without
+    /// allocating.
+    xmlChar* parents;
     mutable Hash<Info_base>* subelements;
 };
 
@@ -181,7 +206,7 @@ public:
     explicit Info(const C* path) : Info(path, nullptr, nullptr, Accessor<T>()) {}
     template <class C, size_t N>
     Info(const C* path, const Subelement_table<T> (&rows)[N])
-        : Info(path, new Subelement_hash<T>(rows), nullptr, Accessor<T>()) {}
+        : Info(path, std::make_unique<Subelement_hash<T>>(rows), nullptr, Accessor<T>()) {}
     template <class C>
     Info(const C* path, Accessor<T> text_accessor) : Info(path, nullptr, nullptr, text_accessor) {}
     template <class C>
@@ -189,14 +214,14 @@ public:
         : Info(path, nullptr, &attributes, Accessor<T>()) {}
     template <class C, size_t N>
     Info(const C* path, const Subelement_table<T> (&rows)[N], const Attrib::Attrib_Hash<T>& attributes)
-        : Info(path, new Subelement_hash<T>(rows), &attributes, Accessor<T>()) {}
+        : Info(path, std::make_unique<Subelement_hash<T>>(rows), &attributes, Accessor<T>()) {}
     template <class C>
     Info(const C* path, Accessor<T> text_accessor, const Attrib::Attrib_Hash<T>& attributes)
         : Info(path, nullptr, &attributes, text_accessor) {}
     template <class C, size_t N>
     Info(const C* path, const Subelement_table<T> (&rows)[N], const Attrib::Attrib_Hash<T>& attributes,
          Accessor<T> text_accessor)
-        : Info(path, new Subelement_hash<T>(rows), &attributes, text_accessor) {}
+        : Info(path, std::make_unique<Subelement_hash<T>>(rows), &attributes, text_accessor) {}
     ///@}
     Info(const Info&) = delete;
     Info& operator=(const Info&) = delete;
@@ -269,12 +294,14 @@ protected:
     const Attrib::Attrib_Hash<T>* const attrs;
 
 private:
+    /// The table of rows is held by the parameter until the base is built:
+    /// a registration that throws leaves nothing behind.
     template <class C>
-    Info(const C* path, Subelement_hash<T>* subs, const Attrib::Attrib_Hash<T>* attributes,
+    Info(const C* path, std::unique_ptr<Subelement_hash<T>> subs, const Attrib::Attrib_Hash<T>* attributes,
          Accessor<T> text_accessor)
         : Info_base(path),
           text(text_accessor),
-          sub_hash(subs),
+          sub_hash(subs.release()),
           attrs(attributes),
           whole_text(text.Whole_text()) {}
 
@@ -284,20 +311,20 @@ private:
 
 template <class T>
 xmlNodePtr Info<T>::Write(const T& item) const {
-    xmlNodePtr node = Write_header(item);
+    detail::Node_holder node(Write_header(item));
     if (!node) return nullptr;
-    Write_text(item, node);
-    Write_subs(item, node);
-    return node;
+    Write_text(item, node.get());
+    Write_subs(item, node.get());
+    return node.release();
 }
 
 template <class T>
 xmlNodePtr Info<T>::Write_header(const T& item) const {
-    xmlNodePtr node = xmlNewNode(nullptr, Name());
+    detail::Node_holder node(xmlNewNode(nullptr, Name()));
     if (!node) return nullptr;
     Format::Printer printer(0);
-    if (attrs) attrs->Log(node, item, printer);
-    return node;
+    if (attrs) attrs->Log(node.get(), item, printer);
+    return node.release();
 }
 
 template <class T>
@@ -337,12 +364,12 @@ public:
     }
     /// The element holding value as its text.
     virtual xmlNodePtr Write(const T& value) const {
-        xmlNodePtr node = xmlNewNode(nullptr, Name());
-        if (!node || !text.Present(value)) return node;
+        detail::Node_holder node(xmlNewNode(nullptr, Name()));
+        if (!node || !text.Present(value)) return node.release();
         Format::Printer printer(0);
         text.Write(printer, value);
-        printer.Add_content(node);
-        return node;
+        printer.Add_content(node.get());
+        return node.release();
     }
 
     /// 0: the element has no binding rows.

@@ -160,6 +160,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -306,6 +307,12 @@ public:
     void Set_RelaxNG(const char* schema);
 
 private:
+    struct Free_reader {
+        void operator()(xmlTextReaderPtr adopted) const { xmlFreeTextReader(adopted); }
+    };
+    using Reader_holder = std::unique_ptr<xmlTextReader, Free_reader>;
+    explicit Input_data(Reader_holder adopted);
+
     void Init();
     bool Reader_init();
     void Open(int fd, const char* name);

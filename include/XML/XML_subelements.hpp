@@ -134,6 +134,15 @@ namespace detail {
 /// std::vector, an element that may be absent for a std::optional.
 template <class T, class... Format_args>
 Subelement_base<T>* Primitive_binding(const char* name, const Format_args&... args);
+/// Gives up a reference to a binding (Binding_ref).
+template <class T>
+struct Release_binding {
+    void operator()(const Subelement_base<T>* binding) const { binding->DecrRefCount(); }
+};
+/// One reference to a binding, given up at the end of the scope unless handed
+/// over with release(): what a factory holds while it builds the rest.
+template <class T>
+using Binding_ref = std::unique_ptr<Subelement_base<T>, Release_binding<T>>;
 }  // namespace detail
 
 /// The binding of one kind of child element to the structure T of its parent.
@@ -316,8 +325,10 @@ public:
     }
     xmlNodePtr Write(const P& item) const override { return this->next->Write(manipulator->Get(item)); }
     Subelement_base<P>* Clone(Subelement_sub_base* sub) const override {
-        Subelement_base<T>* cloned = this->next->Clone(sub);
-        return cloned ? new Subelement_access(manipulator->Clone(), cloned) : nullptr;
+        detail::Binding_ref<T> cloned(this->next->Clone(sub));
+        if (!cloned) return nullptr;
+        std::unique_ptr<GetSet> m(manipulator->Clone());
+        return new Subelement_access(m.release(), cloned.release());
     }
 
 private:
@@ -344,8 +355,10 @@ public:
         return equal == sense ? this->next->Write(item) : nullptr;
     }
     Subelement_base<P>* Clone(Subelement_sub_base* sub) const override {
-        Subelement_base<T>* cloned = this->next->Clone(sub);
-        return cloned ? new IfCondition(manipulator->Clone(), value, cloned, sense) : nullptr;
+        detail::Binding_ref<T> cloned(this->next->Clone(sub));
+        if (!cloned) return nullptr;
+        std::unique_ptr<GetSet> m(manipulator->Clone());
+        return new IfCondition(m.release(), value, cloned.release(), sense);
     }
 
 private:
@@ -371,10 +384,10 @@ public:
     }
     xmlNodePtr Write(const std::vector<M>& items) const override {
         if (items.empty()) return nullptr;
-        xmlNodePtr wrapper = xmlNewNode(nullptr, BAD_CAST "");
+        detail::Node_holder wrapper(xmlNewNode(nullptr, BAD_CAST ""));
         if (!wrapper) return nullptr;
-        for (const M& item : items) Add_children(wrapper, this->next->Write(item));
-        return wrapper;
+        for (const M& item : items) Add_children(wrapper.get(), this->next->Write(item));
+        return wrapper.release();
     }
     Subelement_base<std::vector<M>>* Clone(Subelement_sub_base*) const override { return nullptr; }
     bool Repeats() const override { return true; }
@@ -413,13 +426,36 @@ Subelement_base<T>* detail::Primitive_binding(const char* name, const Format_arg
 }
 
 // ---- Factories: each returns a new binding carrying one reference ----------
+//
+// A factory owns what it is given (a manipulator, a reference to a next
+// binding) from its first statement, and every part it makes, until the
+// binding that adopts them exists: when an allocation throws, nothing leaks.
+// The new binding is allocated before the parts are handed over, as the
+// allocation comes before the evaluation of a constructor's arguments.
+
+/// A binding that reaches a member of P through the manipulator m (owned) and
+/// hands over to next, adopting its reference.
+template <class P, class T, class GetSet>
+Subelement_base<P>& Subelement(GetSet* m, Subelement_base<T>* next) {
+    std::unique_ptr<GetSet> manipulator(m);
+    detail::Binding_ref<T> held(next);
+    return *new Subelement_access<P, T, GetSet>(manipulator.release(), held.release());
+}
+
+/// The same through an application's manipulator (bit-fields).
+template <class P, class T, class GetSet, class... Format_args>
+Subelement_base<P>& Subelement(GetSet* m, const char* name, const Format_args&... args) {
+    std::unique_ptr<GetSet> manipulator(m);
+    detail::Binding_ref<T> next(detail::Primitive_binding<T>(name, args...));
+    return Subelement<P, T>(manipulator.release(), next.release());
+}
 
 /// A primitive child element called name holding member m of P, its text
 /// formatted as a Formatter<T> built from the optional arguments (a format
 /// string, a time mode, a value table).
 template <class P, class T, class... Format_args>
 Subelement_base<P>& Subelement(T P::*member, const char* name, const Format_args&... args) {
-    return *new Subelement_access<P, T, Access::GetSet_member<P, T>>(Access::GetSet(member), name, args...);
+    return Subelement<P, T>(Access::GetSet(member), name, args...);
 }
 
 /// A primitive child element called name whose text is a white-space-separated
@@ -429,21 +465,9 @@ Subelement_base<P>& Subelement(T P::*member, const char* name, const Format_args
 template <class P, class C, class... Format_args>
 Subelement_base<P>& Subelement_list(C P::*member, const char* name, const Format_args&... args) {
     static_assert(Format::is_list<C>, "Subelement_list binds a std::vector or std::array member");
-    return *new Subelement_access<P, C, Access::GetSet_member<P, C>>(
-        Access::GetSet(member), new Subelement_primative<C>(name, args...));
-}
-
-/// The same through an application's manipulator (bit-fields).
-template <class P, class T, class GetSet, class... Format_args>
-Subelement_base<P>& Subelement(GetSet* m, const char* name, const Format_args&... args) {
-    return *new Subelement_access<P, T, GetSet>(m, name, args...);
-}
-
-/// A binding that reaches a member of P through the manipulator m (owned) and
-/// hands over to next, adopting its reference.
-template <class P, class T, class GetSet>
-Subelement_base<P>& Subelement(GetSet* m, Subelement_base<T>* next) {
-    return *new Subelement_access<P, T, GetSet>(m, next);
+    detail::Binding_ref<C> items(new Subelement_primative<C>(name, args...));
+    Access::GetSet_member<P, C>* m = Access::GetSet(member);
+    return Subelement<P, C>(m, items.release());
 }
 
 ///@{
@@ -459,40 +483,54 @@ Subelement_entry<T, Info_primative<T>>& Subelement(const Info_primative<T>& info
 ///@}
 
 /// The binding next guarded by the test of the member that m reaches (see
-/// IfCondition); .If and .IfNot build it.
+/// IfCondition); .If and .IfNot build it. Adopts m and next's reference.
 template <class P, class M, class V, class T, class GetSet>
 IfCondition<P, M, V, T, GetSet>& Get_IF(GetSet* m, V value, Subelement_base<T>* next, bool sense) {
-    return *new IfCondition<P, M, V, T, GetSet>(m, value, next, sense);
+    std::unique_ptr<GetSet> manipulator(m);
+    detail::Binding_ref<T> held(next);
+    return *new IfCondition<P, M, V, T, GetSet>(manipulator.release(), value, held.release(), sense);
 }
 
 template <class T>
 template <class P>
 Subelement_base<P>& Subelement_base<T>::Of(T P::*member) {
-    return Subelement<P, T>(Access::GetSet(member), this);
+    detail::Binding_ref<T> next(this);
+    Access::GetSet_member<P, T>* m = Access::GetSet(member);
+    return Subelement<P, T>(m, next.release());
 }
 
 template <class T>
 template <class P>
 Subelement_base<P>& Subelement_base<T>::Of(std::vector<T> P::*member) {
-    return Subelement<P, std::vector<T>>(Access::GetSet(member), new Subelement_each<T>(this));
+    detail::Binding_ref<T> item(this);
+    detail::Binding_ref<std::vector<T>> each(new Subelement_each<T>(item.release()));
+    Access::GetSet_member<P, std::vector<T>>* m = Access::GetSet(member);
+    return Subelement<P, std::vector<T>>(m, each.release());
 }
 
 template <class T>
 template <class P>
 Subelement_base<P>& Subelement_base<T>::Of(std::optional<T> P::*member) {
-    return Subelement<P, std::optional<T>>(Access::GetSet(member), new Subelement_engaged<T>(this));
+    detail::Binding_ref<T> value(this);
+    detail::Binding_ref<std::optional<T>> engaged(new Subelement_engaged<T>(value.release()));
+    Access::GetSet_member<P, std::optional<T>>* m = Access::GetSet(member);
+    return Subelement<P, std::optional<T>>(m, engaged.release());
 }
 
 template <class T>
 template <class P, class M, class V>
 Subelement_chain<P, T>& Subelement_base<T>::If(M P::*member, V value) {
-    return Get_IF<P, M, V, T>(Access::GetSet(member), value, this, true);
+    detail::Binding_ref<T> next(this);
+    Access::GetSet_member<P, M>* m = Access::GetSet(member);
+    return Get_IF<P, M, V, T>(m, value, next.release(), true);
 }
 
 template <class T>
 template <class P, class M, class V>
 Subelement_chain<P, T>& Subelement_base<T>::IfNot(M P::*member, V value) {
-    return Get_IF<P, M, V, T>(Access::GetSet(member), value, this, false);
+    detail::Binding_ref<T> next(this);
+    Access::GetSet_member<P, M>* m = Access::GetSet(member);
+    return Get_IF<P, M, V, T>(m, value, next.release(), false);
 }
 
 // ---- Tables ------------------------------------------------------------------
@@ -630,10 +668,13 @@ public:
     /// Deletes a tag's list when the table drops it.
     static void Cleanup(Subelement_hash_list<T>* list, xmlChar*) { delete list; }
 
-    /// Creates the table and adds the rows in order.
+    /// Creates the table and adds the rows in order. The tags are counted
+    /// from the start, as a filling that threw may have counted some.
     void Init() const override {
         Base::Init();
         if (!this->hash) return;
+        index_counter = 0;
+        by_index.clear();
         for (size_t i = 0; i < this->Count(); ++i) Add(table[i]);
     }
 
@@ -645,10 +686,8 @@ public:
         Subreg(const Subelement_hash& into, Subelement_base<T>& binding) : target(into), item(binding) {}
         /// Clones sub onto the binding and adds the clone, unless the clone drops the row.
         void Register(Subelement_sub_base* sub) override {
-            Subelement_base<T>* cloned = item.Clone(sub);
-            if (!cloned) return;
-            target.Add(*cloned);
-            cloned->DecrRefCount();
+            const detail::Binding_ref<T> cloned(item.Clone(sub));
+            if (cloned) target.Add(*cloned);
         }
 
     private:
