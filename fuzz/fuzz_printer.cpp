@@ -27,10 +27,6 @@ using namespace Tessel::Format;
 
 namespace {
 
-const char* const stock_formats[] = {nullptr, "",     "%d",     "%X",       "%02X",    "%016X",      "%3d",
-                                     "%.2d",  "%.0d", "%9999d", "%.20d",    "0x%X",    "v=%5d;",     "%%%d%%",
-                                     "%s",    "%02b", "%02B ",  "a%%b%-5d", "%100.3x", "INVALID(%d)"};
-
 enum class Mode : int { off, automatic, manual };
 const Value_entry<Mode> mode_rows[] = {
     {"off", Mode::off}, {"auto", Mode::automatic}, {"manual", Mode::manual}, {"hand", Mode::manual}};
@@ -266,7 +262,8 @@ void Reads_back(T value, const char* format) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const Tessel_fuzz::Split input(data, size);
     // An input names its format, or is printed under every stock format.
-    std::vector<const char*> formats(std::begin(stock_formats), std::end(stock_formats));
+    std::vector<const char*> formats(std::begin(Tessel_fuzz::stock_formats),
+                                     std::end(Tessel_fuzz::stock_formats));
     if (input.has_format) formats.assign(1, input.Format());
     for (const char* format : formats) {
         Tessel_fuzz::Check_digest(format, format_info(format));

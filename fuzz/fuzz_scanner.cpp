@@ -29,10 +29,6 @@ using namespace Tessel::Format;
 
 namespace {
 
-const char* const stock_formats[] = {nullptr, "",       "%d",    "%X",    "%02X", "%016X",      "%3d",
-                                     "%.2d",  "%9999d", "0x%X",  "v=%d;", "%d\n", "%%%d%%",     "%s",
-                                     "id-%s", "%s-end", "%02B ", "%02b",  "%-5d", "INVALID(%d)"};
-
 // A structure the scanner's template reads as a block (or, under a numeric
 // format, as the first bytes of an unsigned int).
 struct Block {
@@ -186,7 +182,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (input.has_format)
         scan_all(input.Format());
     else
-        for (const char* format : stock_formats) scan_all(format);
+        for (const char* format : Tessel_fuzz::stock_formats) scan_all(format);
 
     const char* format = input.has_format ? input.Format() : "%d";
     Read_in_turn<bool>(text, true, true);

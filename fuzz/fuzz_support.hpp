@@ -25,6 +25,13 @@
 
 namespace Tessel_fuzz {
 
+// Formats every target tries besides the fuzzed one: stock ones, widths and
+// precisions at their limits, prefixes and suffixes, and invalid ones.
+inline const char* const stock_formats[] = {
+    nullptr,  "",      "%d",    "%X",     "%02X",     "%016X",   "%3d",        "%.2d", "%.0d",
+    "%9999d", "%.20d", "0x%X",  "v=%5d;", "v=%d;",    "%d\n",    "%%%d%%",     "%s",   "id-%s",
+    "%s-end", "%02b",  "%02B ", "%-5d",   "a%%b%-5d", "%100.3x", "INVALID(%d)"};
+
 // A copy of standard error taken before libFuzzer starts: scripts/fuzz has
 // libFuzzer close standard error (-close_fd_mask) to silence what the library
 // prints for every bad document, and the reason a harness stops must still be
