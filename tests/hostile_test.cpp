@@ -5,7 +5,6 @@
 // bad UTF-8 and truncation at every byte are in the parser's broken-input table.
 #include "XML/Tessel.hpp"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "support/recording.hpp"
@@ -26,7 +25,6 @@
 
 using namespace Tessel;
 using namespace Tessel_test;
-using testing::StartsWith;
 
 // Outside the anonymous namespace: gcc 12 warns falsely ("used uninitialized")
 // on a descriptor of an internal type that has no binding rows.
@@ -47,11 +45,7 @@ struct Keeping : Info<Line> {
 const Info<void> log_info("/log");
 const Keeping line_info("/log/r", Get_Access<Line, std::string>(Access::GetSet(&Line::text)), line_attrs);
 
-std::string Repeated(const std::string& text, int times) {
-    std::string all;
-    while (times-- > 0) all += text;
-    return all;
-}
+std::string Repeated(const std::string& s, int n) { return n > 0 ? s + Repeated(s, n - 1) : ""; }
 
 const std::string dtd =
     "<!ELEMENT log (r*)><!ELEMENT r (#PCDATA)><!ATTLIST r v CDATA #IMPLIED>"
@@ -98,27 +92,18 @@ struct Hostile : testing::Test {
 };
 std::string Hostile::base;
 
-// An address nothing should connect to: a listening socket whose queue the
-// test inspects afterwards.
-struct Listener {
-    Listener() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-        listen(fd, 8);
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-        url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/x";
-    }
-    ~Listener() { close(fd); }
-    bool Contacted() const { return accept(fd, nullptr, nullptr) >= 0; }
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
-    std::string url;
-};
-
 TEST_F(Hostile, UnsafeDocumentsEndInRecordsAndFalse) {
-    Listener server;
+    // An address nothing should connect to: a listening socket whose queue is
+    // inspected afterwards.
+    const int server = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(server, reinterpret_cast<sockaddr*>(&address), size);
+    listen(server, 8);
+    getsockname(server, reinterpret_cast<sockaddr*>(&address), &size);
+    const std::string url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/x";
     std::string lol = "<!ENTITY l0 \"lol\">";
     for (int i = 1; i < 10; ++i)
         lol += "<!ENTITY l" + std::to_string(i) + " \"" + Repeated("&l" + std::to_string(i - 1) + ";", 10) +
@@ -129,7 +114,6 @@ TEST_F(Hostile, UnsafeDocumentsEndInRecordsAndFalse) {
                                              small = [](Input_policy&p) { p.expansion_budget = 50000; },
                                              usr = [](Input_policy&p) { p.allowed_directories = {"/usr"}; },
                                              all = [](Input_policy&p) { p.allow_external = true; };
-    const std::string far = "<!ENTITY f SYSTEM \"../outside/far.ent\">";
     const struct {
         std::string declarations, content;
         const std::function<void(Input_policy&)>& set;
@@ -141,10 +125,11 @@ TEST_F(Hostile, UnsafeDocumentsEndInRecordsAndFalse) {
         {"", Repeated("<r v=\"" + Repeated("&kilo;", 100) + "\"/>", 120), any, "budget exceeded: 10"},
         {"", Repeated("<r v=\"&kilo;&kilo;\"/>", 30), small, "budget exceeded: 5"},
         {"", "<r>" + Repeated("&kilo;", 60) + "</r>", small, "budget exceeded: 5"},
-        {far, "<r>&f;</r>", any, "External entity refused: file://localhost/"},
+        {"<!ENTITY f SYSTEM \"../outside/far.ent\">", "<r>&f;</r>", any,
+         "External entity refused: file://localhost/"},
         {"<!ENTITY f SYSTEM \"near.ent\">", "<r>&f;</r>", usr, "External entity refused: "},
         {"<!ENTITY % p SYSTEM \"../outside/far.ent\">%p;", "", any, "External entity refused: "},
-        {"<!ENTITY n SYSTEM \"" + server.url + "\">", "<r>&n;</r>", any, "refused: http://127.0.0.1:"},
+        {"<!ENTITY n SYSTEM \"" + url + "\">", "<r>&n;</r>", any, "refused: http://127.0.0.1:"},
         {"<!ENTITY m SYSTEM \"missing.ent\">", "<r>&m;</r>", all, "External entity failed to load: "},
         {"", "<r>a" + std::string(1, '\0') + "b</r>", any, "Char 0x0 out of allowed range"},
     };
@@ -152,14 +137,14 @@ TEST_F(Hostile, UnsafeDocumentsEndInRecordsAndFalse) {
         for (bool abort : {true, false}) {
             const std::string read =
                 Read(" [" + dtd + c.declarations + "]><log>" + c.content + "</log>", abort, c.set);
-            EXPECT_EQ(read.rfind("failed ", 0), 0u) << read.substr(0, 300);
-            EXPECT_TRUE(std::regex_search(read, std::regex(c.record)))
+            EXPECT_TRUE(read.rfind("failed ", 0) == 0 && std::regex_search(read, std::regex(c.record)) &&
+                        read.find("SECRET") == std::string::npos)
                 << c.record << " in " << read.substr(0, 300);
-            EXPECT_EQ(read.find("SECRET"), std::string::npos) << read.substr(0, 300);
         }
-    EXPECT_THAT(Read(" SYSTEM \"" + server.url + "\"><log/>", true),
-                StartsWith("failed External entity refused: http"));
-    EXPECT_FALSE(server.Contacted());
+    EXPECT_EQ(Read(" SYSTEM \"" + url + "\"><log/>", true).rfind("failed External entity refused: http", 0),
+              0u);
+    EXPECT_LT(accept(server, nullptr, nullptr), 0);  // nothing connected
+    close(server);
     rusage usage;
     getrusage(RUSAGE_SELF, &usage);
     EXPECT_LT(usage.ru_maxrss, 512 * 1024);  // kilobytes
@@ -183,15 +168,14 @@ TEST_F(Hostile, PolicyOptInsReadTheirFiles) {
 // One loader serves every source: sources on several threads, half allowed to
 // read near.ent and half not, each get their own policy's answer.
 TEST_F(Hostile, EachThreadsSourceGetsItsOwnPolicy) {
-    for (int i = 0; i < 4; ++i)
-        Write("docs/doc" + std::to_string(i) + ".xml",
-              "<!DOCTYPE log [" + dtd + "<!ENTITY n SYSTEM \"near.ent\">]><log><r>&n;</r></log>");
+    Write("docs/near.xml",
+          "<!DOCTYPE log [" + dtd + "<!ENTITY n SYSTEM \"near.ent\">]><log><r>&n;</r></log>");
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([i, &wrong] {
             for (int round = 0; round < 50; ++round) {
-                Recording<Input_file> input((base + "/docs/doc" + std::to_string(i) + ".xml").c_str());
+                Recording<Input_file> input((base + "/docs/near.xml").c_str());
                 input.policy.allow_external = i % 2 == 0;
                 long texts = 0;
                 while (input.Next_node()) texts += xmlTextReaderNodeType(input) == XML_READER_TYPE_TEXT;

@@ -10,8 +10,6 @@
 #include "support/recording.hpp"
 
 #include <atomic>
-#include <fstream>
-#include <iterator>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -20,13 +18,6 @@ using namespace Tessel;
 using namespace Tessel_test;
 
 namespace {
-
-std::string Path(const char* name) { return testing::TempDir() + name; }
-
-std::string Contents(const char* name) {
-    std::ifstream file(Path(name));
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 const std::string header = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE log SYSTEM \"log.dtd\">\n";
 

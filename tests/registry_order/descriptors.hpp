@@ -1,7 +1,6 @@
 // Descriptors of the registration-order test, defined in several translation
 // units: some built before the registry's root, the others after it.
-#ifndef TESSEL_TEST_REGISTRY_DESCRIPTORS_HPP
-#define TESSEL_TEST_REGISTRY_DESCRIPTORS_HPP
+#pragma once
 
 #include "XML/XML_info.hpp"
 
@@ -27,5 +26,3 @@ struct Item_info : Tessel::Info<Item> {
 };
 extern const Tessel::Subelement_table<Item> item_rows[2];
 extern std::string items_read;
-
-#endif

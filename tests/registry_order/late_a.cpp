@@ -16,6 +16,5 @@ const Tessel::Subelement_table<Item> item_rows[2] = {{Tessel::Subelement(&Item::
                                                      {Tessel::Subelement(&Item::m, "m", "%X")}};
 std::string items_read;
 bool Item_info::Commit(Item& item, Tessel::Input_data&) const {
-    items_read += std::to_string(item.n) + " " + std::to_string(item.m) + " ";
-    return true;
+    return items_read += std::to_string(item.n) + " " + std::to_string(item.m) + " ", true;
 }

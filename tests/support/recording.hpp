@@ -1,10 +1,15 @@
 // Helpers shared by the suites: input sources that keep their error records as
-// text, readers and parses of documents in memory, and nodes as text.
-#ifndef TESSEL_TEST_SUPPORT_RECORDING_HPP
-#define TESSEL_TEST_SUPPORT_RECORDING_HPP
+// text, readers and parses of documents in memory, temporary files, and nodes
+// as text.
+#pragma once
 
 #include "XML/XML_input_stream.hpp"
 
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -57,16 +62,20 @@ inline std::string Processed(const std::string& document, bool abort_on_error = 
     return (input.Process() ? "ok " : "failed ") + input.messages;
 }
 
-// A node (and its subtree) as unindented text; the node is freed.
+// A file in the test's temporary directory, and its contents.
+inline std::string Path(const char* name) { return testing::TempDir() + name; }
+inline std::string Contents(const char* name) {
+    std::ifstream file(Path(name));
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// A node (and its subtree) as unindented text; the node is freed, also when
+// making the text throws.
 inline std::string Dump(xmlNodePtr node) {
-    xmlBufferPtr buffer = xmlBufferCreate();
-    xmlNodeDump(buffer, nullptr, node, 0, 0);
-    std::string text = Copy(xmlBufferContent(buffer));
-    xmlBufferFree(buffer);
-    xmlFreeNode(node);
-    return text;
+    const std::unique_ptr<xmlNode, void (*)(xmlNodePtr)> held(node, xmlFreeNode);
+    const std::unique_ptr<xmlBuffer, void (*)(xmlBufferPtr)> buffer(xmlBufferCreate(), xmlBufferFree);
+    xmlNodeDump(buffer.get(), nullptr, node, 0, 0);
+    return Copy(xmlBufferContent(buffer.get()));
 }
 
 }  // namespace Tessel_test
-
-#endif
