@@ -4,18 +4,13 @@
 // (and, under LeakSanitizer, nothing leaks).
 #include "XML/Tessel.hpp"
 
-#include <gtest/gtest.h>
-
 #include "support/recording.hpp"
 
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <new>
 #include <optional>
-#include <string>
-#include <vector>
 
 using namespace Tessel;
 using namespace Tessel_test;
@@ -146,12 +141,11 @@ TEST(AllocationFailure, EachAllocationOfEachScenarioFails) {
          R"(<v>2</v><note>top</note><unit id="3"><part n="5">pin</part><part n="6">nut</part></unit>)"}};
     for (const auto& [name, top, body] : documents)
         std::ofstream(Path(name))
-            << "<!DOCTYPE " << top << " [<!ELEMENT " << top << " ANY>"
-            << R"(<!ELEMENT unit ANY><!ELEMENT part ANY><!ELEMENT v ANY><!ELEMENT note ANY>)"
-               R"(<!ELEMENT zz ANY><!ATTLIST unit id CDATA #IMPLIED zz CDATA #IMPLIED>)"
-               R"(<!ATTLIST part n CDATA #IMPLIED><!ENTITY a_name_too_long_to_be_short "5">)"
-               R"(<!ENTITY e "&a_name_too_long_to_be_short;"><!ENTITY ext SYSTEM "x">]><)"
-            << top << ">" << body << "</" << top << ">";
+            << Prolog(top + std::string(" unit part v note zz"),
+                      R"(<!ATTLIST unit id CDATA #IMPLIED zz CDATA #IMPLIED>)"
+                      R"(<!ATTLIST part n CDATA #IMPLIED><!ENTITY a_name_too_long_to_be_short "5">)"
+                      R"(<!ENTITY e "&a_name_too_long_to_be_short;"><!ENTITY ext SYSTEM "x">)")
+            << body << "</" << top << ">";
     const std::pair<const char*, std::function<std::string()>> scenarios[] = {
         {"parse, abort_on_error set", [] { return Parse("mixed.xml", true) + Parse("refused.xml", true); }},
         {"parse, abort_on_error clear",
@@ -205,20 +199,18 @@ TEST(AllocationFailure, EachAllocationOfEachScenarioFails) {
 // inlining them, takes them for the built-in ones and warns of free() on new memory.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#define REPLACE_NEW(nothrow, align, ...)                                                      \
-    void* operator new(__VA_ARGS__) noexcept(nothrow) { return Allocate(n, align, nothrow); } \
-    void* operator new[](__VA_ARGS__) noexcept(nothrow) { return Allocate(n, align, nothrow); }
-REPLACE_NEW(false, 0, std::size_t n)
-REPLACE_NEW(true, 0, std::size_t n, const std::nothrow_t&)
-REPLACE_NEW(false, std::size_t(a), std::size_t n, std::align_val_t a)
-REPLACE_NEW(true, std::size_t(a), std::size_t n, std::align_val_t a, const std::nothrow_t&)
 #define REPLACE_DELETE(...)                                      \
     void operator delete(__VA_ARGS__) noexcept { std::free(p); } \
     void operator delete[](__VA_ARGS__) noexcept { std::free(p); }
-REPLACE_DELETE(void* p)
+// New and delete, each with the parameters given after the size or pointer.
+#define REPLACE(nothrow, align, ...)                                                                     \
+    void* operator new(size_t n __VA_ARGS__) noexcept(nothrow) { return Allocate(n, align, nothrow); }   \
+    void* operator new[](size_t n __VA_ARGS__) noexcept(nothrow) { return Allocate(n, align, nothrow); } \
+    REPLACE_DELETE(void* p __VA_ARGS__)
+REPLACE(false, 0, )
+REPLACE(true, 0, , const std::nothrow_t&)
+REPLACE(false, std::size_t(a), , [[maybe_unused]] std::align_val_t a)
+REPLACE(true, std::size_t(a), , [[maybe_unused]] std::align_val_t a, const std::nothrow_t&)
 REPLACE_DELETE(void* p, std::size_t)
-REPLACE_DELETE(void* p, std::align_val_t)
 REPLACE_DELETE(void* p, std::size_t, std::align_val_t)
-REPLACE_DELETE(void* p, const std::nothrow_t&)
-REPLACE_DELETE(void* p, std::align_val_t, const std::nothrow_t&)
 #pragma GCC diagnostic pop

@@ -5,8 +5,6 @@
 // bad UTF-8 and truncation at every byte are in the parser's broken-input table.
 #include "XML/Tessel.hpp"
 
-#include <gtest/gtest.h>
-
 #include "support/recording.hpp"
 
 #include <netinet/in.h>
@@ -16,12 +14,10 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <regex>
-#include <string>
 #include <thread>
-#include <vector>
+#include <tuple>
 
 using namespace Tessel;
 using namespace Tessel_test;
@@ -45,8 +41,6 @@ struct Keeping : Info<Line> {
 const Info<void> log_info("/log");
 const Keeping line_info("/log/r", Get_Access<Line, std::string>(Access::GetSet(&Line::text)), line_attrs);
 
-std::string Repeated(const std::string& s, int n) { return n > 0 ? s + Repeated(s, n - 1) : ""; }
-
 const std::string dtd =
     "<!ELEMENT log (r*)><!ELEMENT r (#PCDATA)><!ATTLIST r v CDATA #IMPLIED>"
     "<!ENTITY ten \"0123456789\"><!ENTITY kilo \"" +
@@ -65,27 +59,24 @@ struct Hostile : testing::Test {
         char pattern[] = "/tmp/tessel_hostile_XXXXXX";
         base = mkdtemp(pattern);
         system(("mkdir " + base + "/docs " + base + "/outside").c_str());
-        Write("docs/log.dtd", dtd);
-        Write("docs/near.ent", "near");
-        Write("outside/far.ent", "SECRET");
+        Write("/docs/log.dtd", dtd);
+        Write("/docs/near.ent", "near");
+        Write("/outside/far.ent", "SECRET");
     }
     static void TearDownTestSuite() { system(("rm -rf " + base).c_str()); }
-    static void Write(const std::string& name, const std::string& text) {
-        std::ofstream(base + "/" + name, std::ios::binary) << text;
-    }
+    static void Write(const char* file, const std::string& text) { std::ofstream(base + file) << text; }
 
     // Reads body (the document after "<!DOCTYPE log") under a policy; the
     // result, then the messages and the texts read.
     std::string Read(const std::string& body, bool abort_on_error,
                      const std::function<void(Input_policy&)>& set = {}) {
-        Write("docs/doc.xml", "<!DOCTYPE log" + body);
+        Write("/docs/doc.xml", "<!DOCTYPE log" + body);
         Recording<Input_file> input((base + "/docs/doc.xml").c_str());
         input.abort_on_error = abort_on_error;
         if (set) set(input.policy);
         texts.clear();
-        testing::internal::CaptureStdout();  // the "xml error" lines
-        const bool result = input.Process();
-        testing::internal::GetCapturedStdout();
+        bool result;
+        Output_of([&] { result = input.Process(); });  // the "xml error" lines
         return (result ? "ok " : "failed ") + input.messages + " texts " + texts;
     }
     static std::string base;
@@ -114,11 +105,8 @@ TEST_F(Hostile, UnsafeDocumentsEndInRecordsAndFalse) {
                                              small = [](Input_policy&p) { p.expansion_budget = 50000; },
                                              usr = [](Input_policy&p) { p.allowed_directories = {"/usr"}; },
                                              all = [](Input_policy&p) { p.allow_external = true; };
-    const struct {
-        std::string declarations, content;
-        const std::function<void(Input_policy&)>& set;
-        const char* record;
-    } cases[] = {
+    // Declarations, content, policy, a pattern of the record.
+    const std::tuple<std::string, std::string, std::function<void(Input_policy&)>, const char*> cases[] = {
         {lol, "<r>&l9;</r>", any, bomb},
         {"<!ENTITY big \"" + Repeated("&kilo;", 100) + "\">", "<r>" + Repeated("&big;", 200) + "</r>", any,
          bomb},
@@ -131,15 +119,13 @@ TEST_F(Hostile, UnsafeDocumentsEndInRecordsAndFalse) {
         {"<!ENTITY % p SYSTEM \"../outside/far.ent\">%p;", "", any, "External entity refused: "},
         {"<!ENTITY n SYSTEM \"" + url + "\">", "<r>&n;</r>", any, "refused: http://127.0.0.1:"},
         {"<!ENTITY m SYSTEM \"missing.ent\">", "<r>&m;</r>", all, "External entity failed to load: "},
-        {"", "<r>a" + std::string(1, '\0') + "b</r>", any, "Char 0x0 out of allowed range"},
-    };
-    for (const auto& c : cases)
+        {"", "<r>a" + std::string(1, '\0') + "b</r>", any, "Char 0x0 out of allowed range"}};
+    for (const auto& [declarations, content, set, record] : cases)
         for (bool abort : {true, false}) {
-            const std::string read =
-                Read(" [" + dtd + c.declarations + "]><log>" + c.content + "</log>", abort, c.set);
-            EXPECT_TRUE(read.rfind("failed ", 0) == 0 && std::regex_search(read, std::regex(c.record)) &&
+            const auto read = Read(" [" + dtd + declarations + "]><log>" + content + "</log>", abort, set);
+            EXPECT_TRUE(read.rfind("failed ", 0) == 0 && std::regex_search(read, std::regex(record)) &&
                         read.find("SECRET") == std::string::npos)
-                << c.record << " in " << read.substr(0, 300);
+                << record << " in " << read.substr(0, 300);
         }
     EXPECT_EQ(Read(" SYSTEM \"" + url + "\"><log/>", true).rfind("failed External entity refused: http", 0),
               0u);
@@ -168,7 +154,7 @@ TEST_F(Hostile, PolicyOptInsReadTheirFiles) {
 // One loader serves every source: sources on several threads, half allowed to
 // read near.ent and half not, each get their own policy's answer.
 TEST_F(Hostile, EachThreadsSourceGetsItsOwnPolicy) {
-    Write("docs/near.xml",
+    Write("/docs/near.xml",
           "<!DOCTYPE log [" + dtd + "<!ENTITY n SYSTEM \"near.ent\">]><log><r>&n;</r></log>");
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;

@@ -3,9 +3,6 @@
 #include "support/recording.hpp"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <memory>
 
 using namespace Tessel;
 using namespace Tessel_test;
@@ -30,12 +27,10 @@ TEST(InputStream, DefaultPrintoutAndMessages) {
     // A source without a reader: one record without any position.
     Input_data plain(-1, "x");
     EXPECT_TRUE(plain.Error_state() && !plain.Expand());
-    CaptureStdout();
-    CaptureStderr();
-    plain.Next_node();
-    EXPECT_THAT(GetCapturedStdout(), MatchesRegex(".*xml_input_stream.cpp [0-9]+: xml error\n"));
-    EXPECT_THAT(GetCapturedStderr(), MatchesRegex("Reading input XML: .*\nXML parser ERROR\n"
-                                                  "Read error on input\\(null\\) near line 0 col 0\n"));
+    const auto [out, err] = Output_of([&] { plain.Next_node(); });
+    EXPECT_THAT(out, MatchesRegex(".*xml_input_stream.cpp [0-9]+: xml error\n"));
+    EXPECT_THAT(err, MatchesRegex("Reading input XML: .*\nXML parser ERROR\n"
+                                  "Read error on input\\(null\\) near line 0 col 0\n"));
 
     // With a current node and its parent.
     File in((data + "clean.xml").c_str());
@@ -43,14 +38,14 @@ TEST(InputStream, DefaultPrintoutAndMessages) {
     ASSERT_TRUE(Read_to(in, "#text", "8"));
     // The parser has read ahead of the node, whose line the record carries.
     ASSERT_GT(xmlTextReaderGetParserLineNumber(in), 15);
-    CaptureStdout();
-    CaptureStderr();
-    in.Error_handler("Bad %s for %s", XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, "TEXT", "rec");
-    EXPECT_EQ(GetCapturedStdout(), "");
-    EXPECT_EQ(GetCapturedStderr(), "XML parser VALIDITY_ERROR\nBad TEXT for recfile://localhost/" + data +
-                                       "clean.xml near line 15 col 0"
-                                       "\nXPATH of error /log/rec/text()\nTEXT \"text\" at line 15\n" +
-                                       "Parent ELEMENT \"rec\" at line 15\n");
+    const auto [no_out, printed] = Output_of([&] {
+        in.Error_handler("Bad %s for %s", XML_PARSER_SEVERITY_VALIDITY_ERROR, nullptr, "TEXT", "rec");
+    });
+    EXPECT_EQ(no_out, "");
+    EXPECT_EQ(printed, "XML parser VALIDITY_ERROR\nBad TEXT for recfile://localhost/" + data +
+                           "clean.xml near line 15 col 0"
+                           "\nXPATH of error /log/rec/text()\nTEXT \"text\" at line 15\n" +
+                           "Parent ELEMENT \"rec\" at line 15\n");
     EXPECT_TRUE(in.Error_state() && in.Next_node() && !in.Error_state());  // each read clears the state
 
     // Messages are cut only when formatted; no "xml error" line below severity 4.
@@ -103,8 +98,7 @@ TEST(InputStream, ExpandReadsTheSubtree) {
     EXPECT_TRUE(in.Next_node() && xmlTextReaderDepth(in) == 2);  // into the expanded subtree
 
     // A subtree broken far beyond the reader's look-ahead.
-    std::string doc =
-        "<!DOCTYPE log [<!ELEMENT log (grp)><!ELEMENT grp (rec*)><!ELEMENT rec (#PCDATA)>]>\n<log><grp>\n";
+    std::string doc = Prolog("log grp rec") + "\n<grp>\n";
     for (int i = 0; i < 5000; ++i) doc += "<rec>" + std::to_string(i) + "</rec>\n";
     doc += "<rec>x</grp></log>\n";
     Recording<Input_data> broken(Reader_for(doc));
@@ -137,9 +131,7 @@ TEST(InputStream, NothingIsReportedWhileTheReaderIsFreed) {
         "<log><rec><a/><b/></rec></log>";
     auto in = std::make_unique<Recording<Input_data>>(Reader_for(doc));
     ASSERT_TRUE(Read_to(*in, "a"));
-    CaptureStderr();
-    in.reset();
-    EXPECT_EQ(GetCapturedStderr(), "");
+    EXPECT_EQ(Output_of([&] { in.reset(); }).second, "");
 }
 
 }  // namespace

@@ -4,18 +4,15 @@
 #include "XML/Tessel.hpp"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "support/recording.hpp"
 
 #include <algorithm>
-#include <string>
 #include <tuple>
 
 using namespace Tessel;
 using namespace Tessel_test;
 using namespace testing;
-using namespace testing::internal;  // CaptureStderr and friends
 
 namespace {
 
@@ -97,11 +94,7 @@ struct Parse {
         if (!validate) xmlTextReaderSetParserProp(input, XML_PARSER_VALIDATE, 0);
         input.abort_on_error = abort_on_error;
         input.log_processing = true;
-        CaptureStdout();  // the "xml error" lines
-        CaptureStderr();
-        result = input.Process();
-        GetCapturedStdout();
-        trace = GetCapturedStderr();
+        trace = Output_of([&] { result = input.Process(); }).second;  // stdout: the "xml error" lines
         messages = input.messages;
         balanced = std::count(calls.begin(), calls.end(), '<') == std::count(calls.begin(), calls.end(), '>');
     }
@@ -154,8 +147,7 @@ TEST(Parser, CallsRecordsAndResults) {
         // An item read without progress is a text error, not an endless loop.
         {"<!DOCTYPE stuck [<!ELEMENT stuck (#PCDATA)>]><stuck>1 2</stuck>", true, true, false,
          "node #text type TEXT path /stuck/text()\n", "<stuck 1 > ",
-         "Bad TEXT/CDATA for stuck: \" 2\":No progress reading text:1 items read|"},
-    };
+         "Bad TEXT/CDATA for stuck: \" 2\":No progress reading text:1 items read|"}};
     for (const auto& [document, abort_on_error, validate, result, trace, made, messages] : cases) {
         SCOPED_TRACE(document.substr(0, 80) + (abort_on_error ? " aborting" : ""));
         const Parse parse(document, abort_on_error, validate);
@@ -166,17 +158,15 @@ TEST(Parser, CallsRecordsAndResults) {
     }
 }
 
-const char errs_dtd[] =
-    "<!DOCTYPE errs [<!ELEMENT errs ANY><!ELEMENT rec (#PCDATA)><!ATTLIST rec id CDATA #IMPLIED>]>";
+const std::string errs_start = Prolog("errs rec", "<!ATTLIST rec id CDATA #IMPLIED>");
 
 // With abort_on_error clear, what a child leaves unread after a read error is
 // passed over: the parent never gets the child's text as its own, and the
 // parse goes on with the next child. (The error must come after libxml2's
 // first chunk, hence the leading records.)
 TEST(Parser, LeftoversOfAFailedChildArePassedOver) {
-    std::string document = std::string(errs_dtd) + "<errs>";
-    for (int i = 0; i < 100; ++i) document += "<rec>1</rec>";
-    const Parse parse(document + "<rec>1<c/>2</rec><rec>3</rec></errs>", false);
+    const Parse parse(errs_start + Repeated("<rec>1</rec>", 100) + "<rec>1<c/>2</rec><rec>3</rec></errs>",
+                      false);
     EXPECT_TRUE(parse.result);  // validity errors do not fail the document
     EXPECT_THAT(parse.messages, StartsWith("No declaration for element c\n|Read error on input|"));
     EXPECT_THAT(parse.messages, Not(HasSubstr("for errs")));
@@ -193,8 +183,7 @@ TEST(Parser, LeftoversOfAFailedChildArePassedOver) {
 // last tag (which may have committed what came before the cut).
 TEST(Parser, BrokenInputEndsInErrorRecordsAndFalse) {
     const std::string nest_dtd = "<!DOCTYPE nest [<!ELEMENT nest (#PCDATA|nest)*>]>\n";
-    std::string deep, whole = std::string(errs_dtd) + "<errs>";
-    for (int i = 0; i < 300; ++i) deep += "<nest>";
+    std::string whole = errs_start;
     for (int i = 0; i < 8; ++i)
         whole += "<rec id=\"" + std::to_string(i) + "\">" + std::to_string(i) + "</rec>";
     whole += "</errs>";
@@ -202,7 +191,7 @@ TEST(Parser, BrokenInputEndsInErrorRecordsAndFalse) {
         {Data("parser/malformed.xml"), "Opening and ending tag mismatch: rec line 7 and box\n|"},
         {Data("input/no_dtd.xml"), "Validation failed: no DTD found !|"},
         {Data("no_such_file.xml"), "Read error on input|"},
-        {nest_dtd + deep + "1", ""},
+        {nest_dtd + Repeated("<nest>", 300) + "1", ""},
         {nest_dtd + "<nest>&nope;</nest>", ""},
         {nest_dtd + "<nest>caf\xE9 \xFF\xFE</nest>", ""},
         {nest_dtd + "<nest>" + std::string(11 << 20, 'x') + "</nest>", ""},

@@ -4,8 +4,6 @@
 #include "XML/XML_formatter.hpp"
 #include "shared/endian.hpp"
 
-#include <gtest/gtest.h>
-
 #include "support/recording.hpp"
 
 #include <cfloat>
@@ -14,9 +12,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <memory>
-#include <sstream>
-#include <string>
 #include <tuple>
 #include <type_traits>
 
@@ -96,8 +91,7 @@ TEST(Scanner, ReadsOneValueOrRecordsWhyNot) {
         {scan<double>("-.5", "%d"), "-0.5|"},       {scan<double>("-0", "%d"), "-0|"},
         {scan<double>("1e3", "%d"), "1|e3"},        {scan<double>("12.5", "%3d"), "12|5"},
         {scan<int>("", "%d"), "!No prefix found|"}, {scan<int>("0x", "%d"), "!Empty value|"},
-        {scan<long>("-", "%d"), "!Empty value|"},   {scan<int>("- 5", "%d"), "!Bad character ' '|5"},
-    };
+        {scan<long>("-", "%d"), "!Empty value|"},   {scan<int>("- 5", "%d"), "!Bad character ' '|5"}};
     for (const auto& c : cases) EXPECT_EQ(c.first, c.second);
     const std::string digits(5000, '7');
     EXPECT_EQ(scan<unsigned short>("0A0BC", "%02X"), "10|0BC");
@@ -155,18 +149,15 @@ TEST(Scanner, BlocksMessagesAndNoText) {
 // keeps its 12 decimal and 8 hexadecimal digits whatever its width, and a
 // big-endian field keeps 32 bits (its hexadecimal digit limit is checked with
 // the formatters).
-template <class T>
-void Expect_round_trips(std::initializer_list<T> values) {
-    for (const char* format : {"%d", "%X", "%016X"})
-        for (T value : values) {
-            const std::string text = printed(value, format);
-            EXPECT_EQ(scan<T>(text.c_str(), format), std::to_string(value) + "|") << format << " " << text;
-        }
-}
-
 TEST(Scanner, WideIntegersReadBackWhatThePrinterWrote) {
-    Expect_round_trips<long long>({0, -1, 1234567890123LL, LLONG_MIN, LLONG_MAX});
-    Expect_round_trips<unsigned long long>({0, 0x100000000ULL, ULLONG_MAX});
+    const auto round_trip = [](auto value, const char* format) {
+        const std::string text = printed(value, format);
+        EXPECT_EQ(scan<decltype(value)>(text.c_str(), format), std::to_string(value) + "|") << format << text;
+    };
+    for (const char* format : {"%d", "%X", "%016X"}) {
+        for (long long value : {0LL, -1LL, 1234567890123LL, LLONG_MIN, LLONG_MAX}) round_trip(value, format);
+        for (unsigned long long value : {0ULL, 0x100000000ULL, ULLONG_MAX}) round_trip(value, format);
+    }
     const std::string signed_range = "!Value out of range: beyond a signed 64-bit integer|";
     const std::pair<std::string, std::string> cases[] = {
         {scan<long>("1234567890123", "%d"), "123456789012|3"},
@@ -177,8 +168,7 @@ TEST(Scanner, WideIntegersReadBackWhatThePrinterWrote) {
         {scan<long long>("FFFFFFFFFFFFFFFF", "%X"), "-1|"},
         {scan<unsigned long long>("18446744073709551616", "%d"), "!Value out of range: more than 64 bits|6"},
         {scan<unsigned long long>("99999999999999999999", "%d"), "!Value out of range: more than 64 bits|9"},
-        {scan<unsigned long long>("1FFFFFFFFFFFFFFFF", "%X"), "2305843009213693951|F"},
-    };
+        {scan<unsigned long long>("1FFFFFFFFFFFFFFFF", "%X"), "2305843009213693951|F"}};
     for (const auto& [got, want] : cases) EXPECT_EQ(got, want);
     EXPECT_EQ(scan<BE_ulong>("123456789012", "%d"), std::to_string(123456789012ULL & 0xFFFFFFFF) + "|");
 }
@@ -257,8 +247,7 @@ TEST(Printer, Numbers) {
         {printed(NAN, "v=%5d;"), "v=nan;"},   {printed(HUGE_VAL, "%d"), "inf"},
         {printed(-HUGE_VAL, "%.2d"), "-inf"}, {printed(7, "a%%b%d"), "a%b7"},
         {printed(7, "%-5d"), "7-5d"},         {printed(2.5, "%5.d"), "00003"},
-        {printed(7, "abc"), "abc7"},          {printed(7, nullptr), "7"},
-    };
+        {printed(7, "abc"), "abc7"},          {printed(7, nullptr), "7"}};
     for (const auto& c : cases) EXPECT_EQ(c.first, c.second);
     EXPECT_EQ(printed(char(CHAR_MIN), "%d") + printed(7, "%"), std::to_string(CHAR_MIN) + "7");
     EXPECT_EQ(printed(1.0 / 3.0, "%.400d").substr(0, 8), "0.333333");
@@ -334,8 +323,7 @@ TEST(Endian, BytesAreMostSignificantFirstWithFixedWidths) {
         {stored<BE_ulong, unsigned long>(0xDEADBEEF), "DEADBEEF=3735928559"},
         // Four-byte fields keep 32 bits where long is wider.
         {stored<BE_ulong, unsigned long>(static_cast<unsigned long>(0x123456789ULL)), "23456789=591751049"},
-        {stored<BE_long, long>(static_cast<long>(0x1FFFFFFFELL)), "FFFFFFFE=-2"},
-    };
+        {stored<BE_long, long>(static_cast<long>(0x1FFFFFFFELL)), "FFFFFFFE=-2"}};
     for (const auto& c : cases) EXPECT_EQ(c.first, c.second);
     // Plain byte arrays: alignment 1, so they sit at any offset of a packed record.
     EXPECT_TRUE(alignof(BE_short) == 1 && alignof(BE_24bit) == 1 && alignof(BE_ulong) == 1 &&

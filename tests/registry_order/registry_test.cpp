@@ -2,13 +2,9 @@
 // and after its root, in every order; its outline; and the write-side helpers.
 #include "descriptors.hpp"
 
-#include <gtest/gtest.h>
-
 #include "../support/recording.hpp"
 
 #include <algorithm>
-#include <memory>
-#include <string>
 
 using namespace Tessel;
 
@@ -41,11 +37,10 @@ TEST(RegistryOrder, EveryDescriptorFindsItsParentWhateverTheOrder) {
 // A typed descriptor built before the library's statics and before its rows
 // reads documents like any other.
 TEST(RegistryOrder, TypedTablesFromSeveralUnitsWhateverTheOrder) {
-    const char document[] =
-        "<!DOCTYPE items [<!ELEMENT items (item*)><!ELEMENT item (n, m)><!ELEMENT n (#PCDATA)>"
-        "<!ELEMENT m (#PCDATA)>]><items><item><n>1</n><m>A</m></item><item><n>-2</n><m>ff</m></item></items>";
     items_read.clear();
-    EXPECT_EQ(Tessel_test::Processed(document), "ok ");
+    EXPECT_EQ(Tessel_test::Processed(Tessel_test::Prolog("items item n m") +
+                                     "<item><n>1</n><m>A</m></item><item><n>-2</n><m>ff</m></item></items>"),
+              "ok ");
     EXPECT_EQ(items_read, "1 10 -2 255 ");
 }
 
@@ -71,9 +66,9 @@ TEST(RegistryOrder, UnregisteredAndDestroyedDescriptors) {
 }
 
 TEST(Registry, OutlineAndWrittenElements) {
-    testing::internal::CaptureStdout();
-    late_top.Dump_elements(1);  // one space of indentation per level
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), " <late>\n  <a>\n   <b>\n    <d>\n");
+    // One space of indentation per level.
+    EXPECT_EQ(Tessel_test::Output_of([] { late_top.Dump_elements(1); }).first,
+              " <late>\n  <a>\n   <b>\n    <d>\n");
 
     // A nameless node is a wrapper whose children are copied in.
     xmlNodePtr parent = xmlNewNode(nullptr, BAD_CAST "parent"), wrapper = xmlNewNode(nullptr, BAD_CAST "");

@@ -1,6 +1,7 @@
 // Helpers shared by the suites: input sources that keep their error records as
-// text, readers and parses of documents in memory, temporary files, and nodes
-// as text.
+// text, readers and parses of documents in memory, document prologs, temporary
+// files, captured output, and nodes as text. The suites include it for
+// GoogleTest and the standard strings, vectors, streams and smart pointers too.
 #pragma once
 
 #include "XML/XML_input_stream.hpp"
@@ -10,7 +11,9 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Tessel_test {
@@ -67,6 +70,28 @@ inline std::string Path(const char* name) { return testing::TempDir() + name; }
 inline std::string Contents(const char* name) {
     std::ifstream file(Path(name));
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// n copies of s.
+inline std::string Repeated(const std::string& s, int n) { return n > 0 ? s + Repeated(s, n - 1) : ""; }
+
+// A document type in which every element, the root (the first of the names)
+// and the rest, may hold anything, with the further declarations given; then
+// the root's start tag.
+inline std::string Prolog(const std::string& names, const std::string& more = "") {
+    std::istringstream in(names);
+    std::string root, name, elements;
+    for (in >> root, name = root; in; in >> name) elements += "<!ELEMENT " + name + " ANY>";
+    return "<!DOCTYPE " + root + " [" + elements + more + "]><" + root + ">";
+}
+
+// What f writes on standard output and on standard error.
+template <class F>
+std::pair<std::string, std::string> Output_of(F&& f) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    f();
+    return {testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
 }
 
 // A node (and its subtree) as unindented text; the node is freed, also when
