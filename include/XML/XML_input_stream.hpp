@@ -38,8 +38,8 @@
 /// is built.
 ///
 /// Reader set-up. The reader is created with the options XML_PARSE_RECOVER,
-/// XML_PARSE_DTDLOAD, XML_PARSE_DTDVALID, XML_PARSE_NOBLANKS and
-/// XML_PARSE_BIG_LINES (reader_options). Without XML_PARSE_BIG_LINES libxml2
+/// XML_PARSE_DTDLOAD, XML_PARSE_DTDVALID, XML_PARSE_NOBLANKS,
+/// XML_PARSE_BIG_LINES and XML_PARSE_NONET (reader_options). Without XML_PARSE_BIG_LINES libxml2
 /// keeps node lines in 16 bits, so every node and error past line 65535 would
 /// be reported at line 65535; with it, records carry the real lines (past 65535
 /// libxml2 takes an element's line from its first child, and an empty element's
